@@ -1,0 +1,67 @@
+// The run options, filled once from the command line and read-only after
+// start-up.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "report/time_format.h"
+
+enum class output_format { text, csv, log2timeline, bodyfile };
+
+struct indx_options {
+  // Sources.
+  std::string image_file;
+  uint64_t volume_offset = 0;  // 0: find the volume by scanning
+  bool offset_given = false;
+  std::string vmdk_list;
+  std::string drive_number;
+  std::string partition;
+  std::string indx_file;
+  bool ignore_image_size = false;
+
+  // Target inside a volume.
+  std::optional<uint64_t> target_mft;
+  std::string target_path;
+  uint32_t level = 0;
+
+  // Selection: which entries are written.
+  bool valid = true;
+  bool slack = false;
+  bool all = false;
+  bool nodups = false;
+
+  // Output layout.
+  output_format format = output_format::text;
+  bool base10 = false;
+  std::string date_format = "yyyy-mm-dd";
+  std::string time_format = "hh:mm:ss.xxx";
+  bool pair_datetime = false;
+  bool no_whitespace = false;
+  std::string csv_separator = ",";
+  std::string username;
+  std::string hostname;
+  bool quiet = false;
+  bool hexdump = false;
+  bool show_offset = true;
+  time_format_spec time_spec;
+
+  // Results file; empty means standard output.
+  std::string results_file;
+  bool append = false;
+  bool pipe = false;
+
+  // Raw dumps of a directory's index streams (".indx.root.bin", ".indx.alloc.bin").
+  bool raw_dump = false;
+  std::string dump_base_name;
+  bool whole_stream_read = false;
+
+  // A carved reference with sequence 0 and an entry number above this is
+  // reported as 0.  Unlimited for INDX files; the MFT size on a volume.
+  uint64_t max_plausible_entry = std::numeric_limits<uint64_t>::max();
+
+  std::string version_label = "ver: 0.58";
+  std::string source_label = "NTFS:INDX";
+};

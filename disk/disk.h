@@ -1,0 +1,22 @@
+// A disk object: an opened source (image file, VMDK chain, block device) that
+// knows its size and reads bytes at absolute offsets.  Every source is opened
+// read-only.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+class disk {
+ public:
+  virtual ~disk() = default;
+  virtual bool is_open() const = 0;
+  virtual uint64_t size() const = 0;
+  // Reads up to buffer.size() bytes at `offset`; returns the count read
+  // (short at the end of the disk, 0 on failure or when closed).
+  virtual size_t read(uint64_t offset, std::span<uint8_t> buffer) = 0;
+
+  // True when the whole buffer was read.
+  bool read_exact(uint64_t offset, std::span<uint8_t> buffer) {
+    return !buffer.empty() && read(offset, buffer) == buffer.size();
+  }
+};

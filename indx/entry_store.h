@@ -1,0 +1,35 @@
+// The entry stores one directory (or one INDX file) fills while its nodes are
+// parsed, and the two collections the report walks after the merge.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "indx/indx_entry.h"
+
+struct entry_stores {
+  // Key: parent entry number, decimal, zero-filled to width 10, "_", the
+  // lower-cased name.  A second entry under the same key is not stored.
+  std::map<std::string, indx_entry> valid;
+  // Key: parent entry number; equal keys keep insertion order.
+  std::multimap<uint64_t, indx_entry> slack;
+
+  void clear() {
+    valid.clear();
+    slack.clear();
+  }
+  bool empty() const { return valid.empty() && slack.empty(); }
+};
+
+struct entry_report {
+  // Every entry, ordered by modified time; ties keep insertion order.
+  std::multimap<uint64_t, indx_entry> by_time;
+  // De-duplicated by name and the four times (walked for -nodups).
+  std::map<std::string, indx_entry> dedup;
+
+  void clear() {
+    by_time.clear();
+    dedup.clear();
+  }
+};

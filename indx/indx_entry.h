@@ -1,0 +1,50 @@
+// One decoded (valid) or carved (slack) index entry: a plain value copied
+// into the entry stores and handed to the writers.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "indx/indx_format.h"
+#include "support/le_reader.h"
+#include "support/types.h"
+
+struct indx_entry {
+  mft_ref file_ref = 0;
+  // Entry length, key length, entry flags and reserved word, as stored.
+  std::array<uint8_t, indx_format::ent_head_size - 8> header{};
+  // The first 68 bytes of the $FILE_NAME key as stored.
+  std::array<uint8_t, indx_format::key_stored_size> key{};
+  std::string name;
+  bool is_valid = false;
+  // Byte offset of the entry from the start of the source being parsed.
+  uint64_t offset = 0;
+  // 82 + 2 x name length: the span reported and used for overlap tests.
+  uint32_t size = 0;
+  // 0x90 for an entry of the index root, 0xA0 for an INDX record.
+  uint32_t attr_type = indx_format::attr_type_index_allocation;
+  bool is_dir = false;
+  bool mtime_unconvertible = false;
+  std::string annotation;
+
+  uint16_t entry_length() const { return head().u16(0); }
+  uint16_t key_length() const { return head().u16(2); }
+  uint16_t entry_flags() const { return head().u16(4); }
+
+  mft_ref parent_ref() const { return key_field().u64(indx_format::key_parent_ref); }
+  uint64_t created() const { return key_field().u64(indx_format::key_created); }
+  uint64_t modified() const { return key_field().u64(indx_format::key_modified); }
+  uint64_t mft_changed() const { return key_field().u64(indx_format::key_mft_changed); }
+  uint64_t accessed() const { return key_field().u64(indx_format::key_accessed); }
+  uint64_t alloc_size() const { return key_field().u64(indx_format::key_alloc_size); }
+  uint64_t real_size() const { return key_field().u64(indx_format::key_real_size); }
+  uint32_t attr_flags() const { return key_field().u32(indx_format::key_attr_flags); }
+  uint32_t reparse_value() const { return key_field().u32(indx_format::key_reparse); }
+  uint8_t name_length() const { return key_field().u8(indx_format::key_name_length); }
+  uint8_t name_space() const { return key_field().u8(indx_format::key_namespace); }
+
+ private:
+  vk::le_reader head() const { return vk::le_reader(header); }
+  vk::le_reader key_field() const { return vk::le_reader(key); }
+};

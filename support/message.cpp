@@ -1,0 +1,59 @@
+#include "support/message.h"
+
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <vector>
+
+namespace vk {
+namespace {
+
+bool g_status_enabled = false;
+bool g_status_visible = false;
+
+void write_all(int fd, const char* data, size_t len) {
+  while (len > 0) {
+    const ssize_t n = ::write(fd, data, len);
+    if (n <= 0) return;
+    data += n;
+    len -= static_cast<size_t>(n);
+  }
+}
+
+}  // namespace
+
+void print_message(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  va_list copy;
+  va_copy(copy, args);
+  const int needed = std::vsnprintf(nullptr, 0, format, copy);
+  va_end(copy);
+  if (needed > 0) {
+    std::vector<char> buf(static_cast<size_t>(needed) + 1);
+    std::vsnprintf(buf.data(), buf.size(), format, args);
+    status_line::clear();
+    write_all(STDERR_FILENO, buf.data(), static_cast<size_t>(needed));
+  }
+  va_end(args);
+}
+
+void status_line::set_enabled(bool enabled) { g_status_enabled = enabled && ::isatty(STDERR_FILENO) == 1; }
+
+void status_line::show(const std::string& text) {
+  if (!g_status_enabled) return;
+  // Carriage return, the text, then erase to the end of the line (ANSI EL).
+  const std::string line = "\r" + text + "\x1b[K";
+  write_all(STDERR_FILENO, line.data(), line.size());
+  g_status_visible = true;
+}
+
+void status_line::clear() {
+  if (!g_status_visible) return;
+  static const char erase[] = "\r\x1b[K";
+  write_all(STDERR_FILENO, erase, sizeof erase - 1);
+  g_status_visible = false;
+}
+
+}  // namespace vk

@@ -1,0 +1,123 @@
+#include "support/vk_string.h"
+
+#include <cstdio>
+
+namespace vk {
+
+std::string to_lower(std::string_view text) {
+  std::string out(text);
+  for (char& c : out) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return out;
+}
+
+std::string trim(std::string_view text, std::string_view chars) {
+  const size_t first = text.find_first_not_of(chars);
+  if (first == std::string_view::npos) return {};
+  const size_t last = text.find_last_not_of(chars);
+  return std::string(text.substr(first, last - first + 1));
+}
+
+std::string replace_all(std::string_view text, std::string_view from, std::string_view to) {
+  std::string out;
+  if (from.empty()) return std::string(text);
+  size_t pos = 0;
+  for (size_t hit; (hit = text.find(from, pos)) != std::string_view::npos; pos = hit + from.size()) {
+    out.append(text.substr(pos, hit - pos));
+    out.append(to);
+  }
+  out.append(text.substr(pos));
+  return out;
+}
+
+std::string hex(uint64_t value, int width) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%0*llx", width, static_cast<unsigned long long>(value));
+  return buf;
+}
+
+std::string dec(uint64_t value, int width) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%0*llu", width, static_cast<unsigned long long>(value));
+  return buf;
+}
+
+namespace {
+
+void append_utf8(std::string& out, uint32_t cp) {
+  if (cp < 0x80) {
+    out.push_back(static_cast<char>(cp));
+  } else if (cp < 0x800) {
+    out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  } else if (cp < 0x10000) {
+    out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  } else {
+    out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  }
+}
+
+constexpr uint32_t replacement_char = 0xFFFD;
+
+bool is_high_surrogate(uint32_t u) { return u >= 0xD800 && u <= 0xDBFF; }
+bool is_low_surrogate(uint32_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
+
+}  // namespace
+
+std::string utf16le_to_utf8(std::span<const uint8_t> bytes, size_t units) {
+  if (units > bytes.size() / 2) units = bytes.size() / 2;
+  auto unit_at = [&](size_t i) -> uint32_t { return bytes[2 * i] | (uint32_t{bytes[2 * i + 1]} << 8); };
+  std::string out;
+  out.reserve(units);
+  for (size_t i = 0; i < units; ++i) {
+    const uint32_t u = unit_at(i);
+    if (is_high_surrogate(u) && i + 1 < units && is_low_surrogate(unit_at(i + 1))) {
+      append_utf8(out, 0x10000 + ((u - 0xD800) << 10) + (unit_at(i + 1) - 0xDC00));
+      ++i;
+    } else if (is_high_surrogate(u) || is_low_surrogate(u)) {
+      append_utf8(out, replacement_char);
+    } else {
+      append_utf8(out, u);
+    }
+  }
+  return out;
+}
+
+std::u16string utf8_to_utf16(std::string_view text) {
+  std::u16string out;
+  for (size_t i = 0; i < text.size();) {
+    const auto b = static_cast<uint8_t>(text[i]);
+    uint32_t cp = replacement_char;
+    size_t len = 1;
+    if (b < 0x80) {
+      cp = b;
+    } else if ((b >> 5) == 0x6 && i + 1 < text.size()) {
+      cp = ((b & 0x1F) << 6) | (text[i + 1] & 0x3F);
+      len = 2;
+    } else if ((b >> 4) == 0xE && i + 2 < text.size()) {
+      cp = ((b & 0x0F) << 12) | ((text[i + 1] & 0x3F) << 6) | (text[i + 2] & 0x3F);
+      len = 3;
+    } else if ((b >> 3) == 0x1E && i + 3 < text.size()) {
+      cp = ((b & 0x07) << 18) | ((text[i + 1] & 0x3F) << 12) | ((text[i + 2] & 0x3F) << 6) |
+           (text[i + 3] & 0x3F);
+      len = 4;
+    }
+    if (cp >= 0x10000 && cp <= 0x10FFFF) {
+      cp -= 0x10000;
+      out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
+      out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
+    } else {
+      out.push_back(static_cast<char16_t>(cp));
+    }
+    i += len;
+  }
+  return out;
+}
+
+}  // namespace vk
