@@ -1,0 +1,38 @@
+#include "indx/entry_decode.h"
+
+#include "indx/indx_format.h"
+#include "support/vk_string.h"
+
+namespace {
+
+constexpr int store_key_width = 10;
+constexpr size_t name_offset = indx_format::ent_key + indx_format::key_name;
+
+}  // namespace
+
+indx_entry decode_entry_fields(const vk::le_reader& entry) {
+  indx_entry decoded;
+  const std::span<const uint8_t> bytes = entry.bytes();
+  decoded.file_ref = vk::le_reader(bytes).u64(indx_format::ent_file_ref);
+  for (size_t i = 0; i < decoded.header.size(); ++i) {
+    const size_t at = indx_format::ent_length + i;
+    if (at < bytes.size()) decoded.header[i] = bytes[at];
+  }
+  for (size_t i = 0; i < decoded.key.size(); ++i) {
+    const size_t at = indx_format::ent_key + i;
+    if (at < bytes.size()) decoded.key[i] = bytes[at];
+  }
+  decoded.size = indx_format::entry_span(decoded.name_length());
+  decoded.is_dir = (decoded.attr_flags() & indx_format::attr_flags_directory_like) != 0;
+  return decoded;
+}
+
+std::string decode_entry_name(const vk::le_reader& entry, size_t units) {
+  const std::span<const uint8_t> bytes = entry.bytes();
+  if (bytes.size() <= name_offset) return {};
+  return vk::utf16le_to_utf8(bytes.subspan(name_offset), units);
+}
+
+std::string valid_store_key(mft_ref parent, std::string_view name) {
+  return vk::dec(mft_entry_of(parent), store_key_width) + "_" + vk::to_lower(name);
+}

@@ -1,0 +1,95 @@
+#include "indx/node_parser.h"
+
+#include "indx/entry_decode.h"
+#include "indx/indx_format.h"
+#include "indx/slack_carver.h"
+
+namespace {
+
+// A used size past the last byte of a 4096-byte record cannot describe a
+// real node: such a node yields no valid entries (its slack is still carved).
+constexpr int64_t max_used_size = 4095;
+// Entries and keys longer than this do not occur in a $I30 node (the longest
+// name, 255 units, gives 82 + 510 bytes of entry); a larger value is damage.
+constexpr uint16_t max_entry_length = 512;
+constexpr uint16_t max_key_length = 512;
+// The walk goes on only while the following entry announces a length in this
+// range; anything else is the end of the live area or garbage.
+constexpr uint16_t min_next_length = 1;
+constexpr uint16_t max_next_length = 1024;
+
+const char* const name_not_present = "<name not present>";
+
+struct walk_result {
+  size_t stop = 0;  // node offset where the walk stopped: slack starts here
+  mft_ref directory_ref = 0;  // the reference the slack carver searches for
+};
+
+bool is_last_entry(uint16_t flags) {
+  return flags == indx_format::entry_flag_last ||
+         flags == (indx_format::entry_flag_last | indx_format::entry_flag_subnode);
+}
+
+// A directory reference with a zero entry or sequence number takes the
+// missing part from the parent reference of the node's first valid entry.
+mft_ref complete_directory_ref(mft_ref known, mft_ref first_parent) {
+  const uint64_t entry = mft_entry_of(known) != 0 ? mft_entry_of(known) : mft_entry_of(first_parent);
+  const uint16_t sequence = mft_sequence_of(known) != 0 ? mft_sequence_of(known) : mft_sequence_of(first_parent);
+  return make_mft_ref(entry, sequence);
+}
+
+indx_entry decode_valid_entry(const vk::le_reader& entry, uint64_t offset) {
+  indx_entry decoded = decode_entry_fields(entry);
+  decoded.is_valid = true;
+  decoded.offset = offset;
+  const uint8_t units = decoded.name_length();
+  decoded.name = units == 0 ? name_not_present : decode_entry_name(entry, units);
+  return decoded;
+}
+
+// Walks the live entries from node offset `first` on, storing each one.
+walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node,
+                               size_t first, uint64_t base_offset) {
+  walk_result walk{first, directory_ref};
+  int64_t remaining = node.u32(indx_format::node_used_size);
+  bool first_entry = true;
+  for (;;) {
+    if (remaining == 0 || remaining > max_used_size) break;
+    const vk::le_reader entry = node.from(walk.stop);
+    const mft_ref file_ref = entry.u64(indx_format::ent_file_ref);
+    const uint16_t length = entry.u16(indx_format::ent_length);
+    const uint16_t key_length = entry.u16(indx_format::ent_key_length);
+    const uint16_t flags = entry.u16(indx_format::ent_flags);
+    const uint8_t units = entry.u8(indx_format::ent_key + indx_format::key_name_length);
+    if (!entry.ok() || !entry.has(0, indx_format::entry_span(units))) break;
+    if (length > max_entry_length || key_length > max_key_length || file_ref == 0 || is_last_entry(flags)) break;
+    remaining -= length;
+    indx_entry decoded = decode_valid_entry(entry, base_offset + walk.stop);
+    if (first_entry) walk.directory_ref = complete_directory_ref(directory_ref, decoded.parent_ref());
+    first_entry = false;
+    stores.valid.emplace(valid_store_key(decoded.parent_ref(), decoded.name), std::move(decoded));
+    // The entry fitted inside the node, so its offset is within the limit.
+    if (remaining < 0) break;
+    walk.stop += length;
+    const uint16_t next_length = node.from(walk.stop).u16(indx_format::ent_length);
+    if (next_length < min_next_length || next_length > max_next_length) break;
+  }
+  return walk;
+}
+
+}  // namespace
+
+bool parse_index_node(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node_view,
+                      uint64_t base_offset, bool carve_slack) {
+  // A reader of our own, so failed reads past the node never mark the caller's.
+  const vk::le_reader node(node_view.bytes());
+  // A node too short for its own header is treated like a missing one.
+  if (!node.has(0, indx_format::node_header_size)) return false;
+  const int64_t first = node.i32(indx_format::node_entries_offset);
+  const size_t limit = node.size();
+  if (first < 0 || static_cast<uint64_t>(first) > limit) return false;
+  const walk_result walk = walk_valid_entries(stores, directory_ref, node, static_cast<size_t>(first), base_offset);
+  if (!carve_slack || walk.stop < 1 || walk.stop >= limit) return true;
+  carve_node_slack(stores, walk.directory_ref, node.from(walk.stop), base_offset + walk.stop);
+  return true;
+}

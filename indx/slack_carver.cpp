@@ -1,0 +1,182 @@
+#include "indx/slack_carver.h"
+
+#include <array>
+#include <cassert>
+#include <iterator>
+#include <optional>
+#include <string_view>
+
+#include "indx/entry_decode.h"
+#include "indx/indx_format.h"
+#include "support/vk_string.h"
+#include "support/vk_time.h"
+
+namespace {
+
+namespace fmt = indx_format;
+
+// Entries start on 8-byte boundaries and every reference and FILETIME of a
+// key sits on one too, so both detectors look at aligned u64 values only.
+constexpr uint64_t scan_step = 8;
+
+// The four FILETIMEs of a key follow each other; once one is seen, the next
+// three belong to the same key and must not start candidates of their own.
+constexpr uint64_t time_hit_skip = 32;
+
+// The timestamp window.  NTFS is younger than 1986, and 2100 lies far enough
+// ahead that the window will not start refusing real entries during the
+// working life of any evidence.  Both ends are calendar dates, not tick
+// counts, so that they read the same as the dates they stand for.
+constexpr std::string_view earliest_plausible_date = "01/01/1986";
+constexpr std::string_view latest_plausible_date = "01/01/2100";
+
+// A parent-reference hit must leave room for the 16-byte entry head before it
+// and for the key's fixed fields up to the attribute flags after it.
+constexpr uint64_t parent_hit_min = fmt::ent_key;
+constexpr uint64_t parent_hit_room = 58;
+
+// A timestamp hit taken as the created time needs the 24 bytes of head and
+// parent reference before it and its own four times after it.
+constexpr uint64_t created_time_position = fmt::ent_key + fmt::key_created;  // 24
+constexpr uint64_t time_hit_room = 4 * sizeof(uint64_t);
+
+// The positions a timestamp hit may hold in an entry, tried in this order:
+// created, modified, MFT-changed, accessed.
+constexpr std::array<uint64_t, 4> time_positions = {
+    fmt::ent_key + fmt::key_created, fmt::ent_key + fmt::key_modified,
+    fmt::ent_key + fmt::key_mft_changed, fmt::ent_key + fmt::key_accessed};
+
+// Two candidates closer than the smallest entry (head and key without a name)
+// cannot both be entries; the overlap rules use this span.
+constexpr uint64_t candidate_span = fmt::entry_min_size;
+
+// A candidate is emitted only when its head, the key's fixed part and the
+// first name unit (84 bytes) lie inside the slack.
+constexpr uint64_t min_emitted_room = fmt::entry_min_size + 2;
+
+// Names over 64 units are rejected although the format allows 255: long names
+// are rare, and the limit keeps runs of random bytes from passing as entries.
+constexpr uint8_t max_carved_name_units = 64;
+constexpr uint8_t max_name_space = 3;  // 0 POSIX ... 3 Win32+DOS
+
+// Key bytes an entry with an n-unit name needs: 66 fixed bytes and the name.
+constexpr uint32_t key_bytes_for(uint32_t units) { return 2 * (units + fmt::key_name / 2); }
+
+constexpr std::string_view name_trim_chars = " \t\r\n";
+
+uint64_t date_bound(std::string_view mdy) {
+  const std::optional<uint64_t> filetime = vk::parse_mdy_date(mdy);
+  assert(filetime.has_value());
+  return filetime.value_or(0);
+}
+
+bool in_time_window(uint64_t value) {
+  static const uint64_t lo = date_bound(earliest_plausible_date);
+  static const uint64_t hi = date_bound(latest_plausible_date);
+  return lo <= value && value <= hi;
+}
+
+bool is_terminating_entry(const vk::le_reader& entry) {
+  return entry.u64(fmt::ent_file_ref) == 0 && entry.u16(fmt::ent_length) == fmt::ent_head_size &&
+         entry.u16(fmt::ent_key_length) == 0 && entry.u16(fmt::ent_flags) == fmt::entry_flag_last;
+}
+
+// Searches the slack for the directory's own reference, the first field of
+// every key that names a file of this directory.
+void find_parent_ref_candidates(std::set<uint64_t>& candidates, mft_ref directory_ref, const vk::le_reader& slack) {
+  const uint64_t m = slack.size();
+  for (uint64_t h = 0; h + scan_step <= m; h += scan_step) {
+    if (slack.u64(h) != directory_ref) continue;
+    if (h < parent_hit_min || h + parent_hit_room > m) continue;
+    const uint64_t q = h - parent_hit_min;
+    if (is_plausible_entry(slack.from(q))) insert_candidate(candidates, q);
+  }
+}
+
+// Chooses the entry start for a timestamp hit at slack offset h; nothing
+// when no reading of the hit gives a plausible entry.
+std::optional<uint64_t> entry_start_for_time_hit(const vk::le_reader& slack, uint64_t h) {
+  const uint64_t m = slack.size();
+  if (h < created_time_position || h + time_hit_room > m) return std::nullopt;
+  // A convertible time 24 bytes on fits h being the created time with the
+  // access time in place; the entry is then taken without further checks.
+  const uint64_t access_if_created = slack.u64(h + fmt::key_accessed - fmt::key_created);
+  if (access_if_created != 0 && vk::filetime_converts(access_if_created)) return h - created_time_position;
+  for (const uint64_t position : time_positions) {
+    if (h < position) break;
+    if (is_plausible_entry(slack.from(h - position))) return h - position;
+  }
+  return std::nullopt;
+}
+
+void find_timestamp_candidates(std::set<uint64_t>& candidates, const vk::le_reader& slack) {
+  const uint64_t m = slack.size();
+  for (uint64_t i = 0; i + scan_step <= m;) {
+    if (!in_time_window(slack.u64(i))) {
+      i += scan_step;
+      continue;
+    }
+    if (const std::optional<uint64_t> q = entry_start_for_time_hit(slack, i)) insert_candidate(candidates, *q);
+    i += time_hit_skip;
+  }
+}
+
+// Turns candidate q into a slack entry; nothing when the entry does not fit
+// in the slack or its name is blank.
+std::optional<indx_entry> carve_entry(const vk::le_reader& slack, uint64_t q, uint64_t slack_base_offset) {
+  const uint64_t m = slack.size();
+  if (q > m || m - q < min_emitted_room) return std::nullopt;
+  const vk::le_reader at = slack.from(q);
+  const uint8_t units = at.u8(fmt::ent_key + fmt::key_name_length);
+  if (fmt::entry_span(units) > m - q) return std::nullopt;
+  indx_entry carved = decode_entry_fields(at);
+  carved.is_valid = false;
+  carved.offset = slack_base_offset + q;
+  carved.name = vk::trim(decode_entry_name(at, units), name_trim_chars);
+  if (carved.name.empty()) return std::nullopt;
+  return carved;
+}
+
+}  // namespace
+
+bool is_plausible_entry(const vk::le_reader& entry, uint32_t length_limit, bool strict) {
+  if (is_terminating_entry(entry)) return true;
+  const uint16_t length = entry.u16(fmt::ent_length);
+  const uint16_t key_length = entry.u16(fmt::ent_key_length);
+  const uint16_t flags = entry.u16(fmt::ent_flags);
+  if (flags > fmt::entry_flag_last || key_length == 0 || length == 0 || key_length > length) return false;
+  const bool limited = length_limit > 0;
+  if (limited && strict && length > length_limit) return false;
+  const uint8_t units = entry.u8(fmt::ent_key + fmt::key_name_length);
+  if (entry.u16(fmt::ent_reserved) != 0 || entry.u8(fmt::ent_key + fmt::key_namespace) > max_name_space) return false;
+  if (units < 1 || units > max_carved_name_units) return false;
+  if (entry.u64(fmt::ent_key + fmt::key_alloc_size) < entry.u64(fmt::ent_key + fmt::key_real_size)) return false;
+  if (strict && key_length < key_bytes_for(units)) return false;
+  return !limited || length_limit >= key_bytes_for(units);
+}
+
+bool insert_candidate(std::set<uint64_t>& candidates, uint64_t q) {
+  const auto next = candidates.lower_bound(q);
+  if (next == candidates.end()) return candidates.insert(q).second;
+  if (*next == q) return false;
+  // Inside the smallest extent of the candidate before it: refused.
+  if (next != candidates.begin() && q <= *std::prev(next) + candidate_span) return false;
+  // Its own smallest extent must end at or before the next candidate.
+  if (q + candidate_span > *next) return false;
+  candidates.insert(next, q);
+  return true;
+}
+
+void carve_node_slack(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& slack_view,
+                      uint64_t slack_base_offset) {
+  const vk::le_reader slack(slack_view.bytes());
+  std::set<uint64_t> candidates;
+  if (mft_entry_of(directory_ref) != 0) find_parent_ref_candidates(candidates, directory_ref, slack);
+  find_timestamp_candidates(candidates, slack);
+  for (const uint64_t q : candidates) {
+    std::optional<indx_entry> carved = carve_entry(slack, q, slack_base_offset);
+    if (!carved) continue;
+    const uint64_t parent_entry = mft_entry_of(carved->parent_ref());
+    stores.slack.emplace(parent_entry, std::move(*carved));
+  }
+}
