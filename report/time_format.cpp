@@ -1,0 +1,143 @@
+#include "report/time_format.h"
+
+#include <array>
+
+#include "support/vk_string.h"
+
+namespace {
+
+constexpr uint8_t pair_datetime_bit = 0x01;
+constexpr unsigned fraction_shift = 1;
+constexpr unsigned max_fraction_digits = 9;
+constexpr unsigned default_fraction_digits = 3;
+
+// "yyyy-mm-dd" and "hh:mm:ss.xxx", used when the layout is all zero.
+constexpr time_format_spec default_spec{'-', date_flag::month_number | date_flag::year_long | date_flag::order_ymd,
+                                        default_fraction_digits << fraction_shift, 0};
+
+constexpr std::array<const char*, 12> month_names{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
+char first_separator(const std::string& pattern) {
+  for (char candidate : {'/', '-', ' '}) {
+    if (pattern.find(candidate) != std::string::npos) return candidate;
+  }
+  return 0;
+}
+
+// Fills the date part of the layout; false when the pattern lacks a month,
+// a year or a day, or orders them in a way no layout knows.
+bool parse_date_pattern(time_format_spec& spec, const std::string& pattern) {
+  spec.date_separator = static_cast<uint8_t>(first_separator(pattern));
+  size_t month = pattern.find("mmm");
+  if (month != std::string::npos) {
+    spec.date_flags |= date_flag::month_name;
+  } else if ((month = pattern.find("mm")) != std::string::npos) {
+    spec.date_flags |= date_flag::month_number;
+  } else {
+    return false;
+  }
+  size_t year = pattern.find("yyyy");
+  if (year != std::string::npos) {
+    spec.date_flags |= date_flag::year_long;
+  } else if ((year = pattern.find("yy")) != std::string::npos) {
+    spec.date_flags |= date_flag::year_short;
+  } else {
+    return false;
+  }
+  if (pattern.find(',') != std::string::npos) spec.date_flags |= date_flag::has_comma;
+  const size_t day = pattern.find("dd");
+  if (day == std::string::npos) return false;
+  if (day < month && month < year) {
+    spec.date_flags |= date_flag::order_dmy;
+  } else if (month < day && day < year) {
+    spec.date_flags |= date_flag::order_mdy;
+  } else if (year < month && month < day) {
+    spec.date_flags |= date_flag::order_ymd;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+// The fraction runs from the first "xxx" to the last "x" of the pattern.
+unsigned fraction_digits_of(const std::string& pattern) {
+  const size_t first = pattern.find("xxx");
+  if (first == std::string::npos) return 0;
+  const size_t count = pattern.rfind('x') - first + 1;
+  return count > max_fraction_digits ? max_fraction_digits : static_cast<unsigned>(count);
+}
+
+std::string render_date(const vk::_windows_systemtime& st, const time_format_spec& spec) {
+  // A zero separator is written as a NUL character all the same.
+  const std::string sep(1, static_cast<char>(spec.date_separator));
+  // The year keeps all its digits even with "yy".
+  const std::string year = vk::dec(st.wYear, (spec.date_flags & date_flag::year_long) ? 4 : 2);
+  const std::string day = vk::dec(st.wDay, 2);
+  std::string month;
+  if (spec.date_flags & date_flag::month_number) {
+    month = vk::dec(st.wMonth, 2);
+  } else if (spec.date_flags & date_flag::month_name) {
+    if (st.wMonth < 1 || st.wMonth > 12) return {};
+    month = month_names[st.wMonth - 1];
+  } else {
+    return {};
+  }
+  if (spec.date_flags & date_flag::order_mdy) return month + sep + day + sep + year;
+  if (spec.date_flags & date_flag::order_dmy) return day + sep + month + sep + year;
+  if ((spec.date_flags & date_flag::order_ymd) && (spec.date_flags & date_flag::month_number))
+    return year + sep + month + sep + day;
+  return {};
+}
+
+uint64_t power_of_ten(unsigned exponent) {
+  uint64_t value = 1;
+  while (exponent-- > 0) value *= 10;
+  return value;
+}
+
+// The fraction is cut to n digits, never rounded: up to six digits come from
+// the microseconds, more from the nanoseconds.
+std::string render_fraction(const vk::_windows_systemtime& st, unsigned digits) {
+  if (digits == 0) return {};
+  if (digits > max_fraction_digits) digits = max_fraction_digits;
+  uint64_t value = 0;
+  if (digits == 3)
+    value = st.wMilliseconds;
+  else if (digits <= 6)
+    value = st.microseconds / power_of_ten(6 - digits);
+  else
+    value = st.nanoseconds / power_of_ten(9 - digits);
+  return "." + vk::dec(value, static_cast<int>(digits));
+}
+
+std::string render_clock(const vk::_windows_systemtime& st, const time_format_spec& spec) {
+  return vk::dec(st.wHour, 2) + ":" + vk::dec(st.wMinute, 2) + ":" + vk::dec(st.wSecond, 2) +
+         render_fraction(st, spec.fraction_digits());
+}
+
+}  // namespace
+
+bool build_time_format_spec(time_format_spec& spec, const std::string& date_pattern,
+                            const std::string& time_pattern, bool pair_datetime) {
+  spec = time_format_spec{};
+  if (pair_datetime) spec.time_flags |= pair_datetime_bit;
+  if (!date_pattern.empty() && !parse_date_pattern(spec, date_pattern)) return false;
+  if (!time_pattern.empty())
+    spec.time_flags |= static_cast<uint8_t>(fraction_digits_of(time_pattern) << fraction_shift);
+  return true;
+}
+
+bool render_time(const vk::time& value, const time_format_spec& spec, std::string& date, std::string& time) {
+  date.clear();
+  time.clear();
+  if (!value.valid()) return false;
+  const time_format_spec& layout = spec.is_default() ? default_spec : spec;
+  date = render_date(value.systemtime(), layout);
+  time = render_clock(value.systemtime(), layout);
+  return true;
+}
+
+bool render_filetime(uint64_t filetime, const time_format_spec& spec, std::string& date, std::string& time) {
+  return render_time(vk::time(filetime, vk::type_time::filetime), spec, date, time);
+}
