@@ -1,0 +1,41 @@
+// Cells and lines of the comma-separated layouts (-csv, -csvl2t).
+//
+// A cell that holds the separator, a double quote, a carriage return or a
+// line feed is quoted in the RFC 4180 way: wrapped in double quotes with
+// every inner quote doubled, so every CSV reader finds the same columns.
+// Padding, when a layout asks for it, is added outside the quotes: the cell
+// is left-justified and filled with blanks to its column width, counted in
+// characters (UTF-8 code points), never cut.  The last cell of a line is not
+// padded, so no line ends in blanks.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "app/indx_options.h"
+
+// The separator of -csv and -csvl2t: "," or the -csv_separator text, with
+// its blanks taken out under -no_whitespace.
+std::string csv_separator_of(const indx_options& options);
+
+std::string quote_csv_cell(std::string_view cell, std::string_view separator);
+
+// Characters in a UTF-8 text (bytes that do not continue a sequence).
+size_t utf8_length(std::string_view text);
+
+class csv_line {
+ public:
+  explicit csv_line(std::string_view separator) : m_separator(separator) {}
+
+  // Appends one cell, quoted when needed, padded to `width` if another cell follows.
+  void add(std::string_view cell, size_t width = 0);
+  // The finished line, ending in a line feed.
+  std::string finish();
+
+ private:
+  std::string m_separator;
+  std::string m_text;
+  size_t m_pending_padding = 0;
+  bool m_empty = true;
+};

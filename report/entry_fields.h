@@ -1,0 +1,37 @@
+// The values every output layout derives from one index entry in the same
+// way: the full name, the "entry number shown as missing" rule, number
+// texts, the attribute flags as words and the valid/slack wording.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "indx/indx_entry.h"
+
+// Directory path followed by the entry's name.
+std::string full_name_of(const indx_entry& entry, const std::string& directory);
+
+// True when the entry number is not trusted and is shown as missing: number 0
+// on anything but "$MFT" (which really is entry 0), or sequence number 0.
+bool entry_number_missing(const indx_entry& entry);
+
+// "0x" with zero-filled lower-case hexadecimal of at least `width` digits,
+// then " [", the decimal value and "]": the form of every number in a text block.
+std::string hex_and_decimal(uint64_t value, int width);
+
+// A number in a CSV or timeline cell: "0x" and at least eight zero-filled
+// hexadecimal digits, or plain decimal with -base10.
+std::string cell_number(uint64_t value, bool base10);
+
+// The NTFS file attribute names of the set bits, in bit order, joined by "+"
+// (a joiner that no layout uses as its separator, and that cannot be
+// confused with the blanks inside names such as "reparse point").  Bits
+// without a name follow as one "0x" hexadecimal value, so no bit is lost
+// where the text stands alone (the CSV "flags" cell).
+std::string attr_flags_text(uint32_t flags);
+
+// "indx alloc", "indx root" or "unk" after the attribute type the entry came from.
+std::string source_type_text(uint32_t attr_type);
+
+// "valid" or "slack".
+const char* validity_word(const indx_entry& entry);
