@@ -1,0 +1,29 @@
+#include "report/entry_writer.h"
+
+#include "report/text_block.h"
+#include "report/timeline_writer.h"
+
+entry_writer::entry_writer(const indx_options& options, vk::output_sink& out)
+    : m_options(options), m_out(out) {}
+
+void entry_writer::write(const indx_entry& entry, std::span<const uint8_t> record_buffer) {
+  switch (m_options.format) {
+    case output_format::text:
+      m_out.write(format_text_block(entry, m_directory, m_options, record_buffer));
+      break;
+    case output_format::csv:
+      if (m_first_call) {
+        m_csv.emplace(m_options);
+        m_out.write(m_csv->header());
+        m_first_call = false;
+      }
+      m_out.write(m_csv->row(entry, m_directory));
+      break;
+    case output_format::log2timeline:
+      write_log2timeline_rows(m_first_call, m_out, make_timeline_record(entry, m_directory, m_options), m_options);
+      break;
+    case output_format::bodyfile:
+      write_bodyfile_line(m_first_call, m_out, make_bodyfile_record(entry, m_directory, m_options));
+      break;
+  }
+}

@@ -1,0 +1,38 @@
+// The entry writer: every entry selected for the report passes through here
+// and comes out in the layout the options chose (text block, CSV row,
+// log2timeline rows or bodyfile line).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "app/indx_options.h"
+#include "indx/indx_entry.h"
+#include "report/csv_writer.h"
+#include "support/output_sink.h"
+
+class entry_writer {
+ public:
+  entry_writer(const indx_options& options, vk::output_sink& out);
+
+  // Directory path put before every name ("" in INDX-file mode; "\\dir\\"
+  // style in volume mode, always ending in a backslash).
+  void set_directory(const std::string& path) { m_directory = path; }
+
+  // Writes one entry in the selected layout.  `record_buffer` is the raw
+  // buffer the entry came from (its offset indexes into it), used only by
+  // -hexdump.  The first call of a run writes the CSV, log2timeline or
+  // bodyfile header line before its row.
+  void write(const indx_entry& entry, std::span<const uint8_t> record_buffer);
+
+ private:
+  const indx_options& m_options;
+  vk::output_sink& m_out;
+  // Made by the first CSV write, so header and rows share the columns of the
+  // options as they stand once the run has started.
+  std::optional<csv_writer> m_csv;
+  std::string m_directory;
+  bool m_first_call = true;
+};

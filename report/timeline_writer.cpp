@@ -1,0 +1,156 @@
+#include "report/timeline_writer.h"
+
+#include "report/csv_cells.h"
+#include "report/entry_fields.h"
+#include "report/time_format.h"
+#include "support/types.h"
+#include "support/vk_string.h"
+#include "support/vk_time.h"
+
+namespace {
+
+constexpr const char* macb_letters = "MACB";
+constexpr std::array<const char*, 4> time_labels{"Last Modified", "Last Access", "MFT Change", "Created"};
+constexpr const char* timeline_source = "INDX";
+constexpr const char* timeline_timezone = "UTC";
+constexpr const char* timeline_version = "2";
+constexpr const char* timeline_format = "slix (vornak)";
+constexpr const char* bodyfile_header =
+    "md5|name|inode|mode as string|uid|gid|size|access time|modify time|mft time|create time\n";
+constexpr int bodyfile_offset_digits = 4;
+
+std::string description_of(const indx_entry& entry, const std::string& full_name, bool base10) {
+  std::string text = full_name;
+  if (!entry.is_dir && entry.real_size() != 0) text += " (file size: " + cell_number(entry.real_size(), base10) + ")";
+  const uint64_t parent = mft_entry_of(entry.parent_ref());
+  if (parent != 0) text += " (parent inode " + cell_number(parent, base10) + ")";
+  return text;
+}
+
+std::string log2timeline_header(const indx_options& options) {
+  csv_line line(csv_separator_of(options));
+  if (options.pair_datetime) {
+    line.add("date/time");
+  } else {
+    line.add("date");
+    line.add("time");
+  }
+  for (const char* name : {"timezone", "MACB", "source", "sourcetype", "type", "user", "host", "short", "desc",
+                           "version", "filename", "inode", "notes", "format", "extra"})
+    line.add(name);
+  return line.finish();
+}
+
+// The row of one timestamp value, carrying the letters and labels of every
+// timestamp of the entry that holds the same value.
+std::string log2timeline_row(const timeline_record& record, uint64_t value, const indx_options& options) {
+  std::string macb = "....";
+  std::string type;
+  for (size_t i = 0; i < record.times.size(); ++i) {
+    if (record.times[i] != value) continue;
+    macb[i] = macb_letters[i];
+    type += (type.empty() ? "" : "; ") + std::string(time_labels[i]);
+  }
+  std::string date, time;
+  const bool rendered = render_filetime(value, options.time_spec, date, time);
+  csv_line line(csv_separator_of(options));
+  if (options.pair_datetime) {
+    line.add(rendered ? date + " " + time : std::string());
+  } else {
+    line.add(date);
+    line.add(time);
+  }
+  for (const std::string& cell :
+       {std::string(timeline_timezone), macb, std::string(timeline_source), record.source_type, type, record.user,
+        record.host, record.short_text, record.description, std::string(timeline_version), record.full_name,
+        record.inode, record.notes, std::string(timeline_format), record.extra})
+    line.add(cell);
+  return line.finish();
+}
+
+bool is_first_of_value(const timeline_record& record, size_t index) {
+  for (size_t i = 0; i < index; ++i) {
+    if (record.times[i] == record.times[index]) return false;
+  }
+  return true;
+}
+
+// A bodyfile line must stay one line with eleven fields.
+std::string bodyfile_safe(const std::string& text) {
+  std::string safe = vk::replace_all(text, "|", ";");
+  for (char& c : safe) {
+    if (c == '\r' || c == '\n') c = ' ';
+  }
+  return safe;
+}
+
+}  // namespace
+
+timeline_record make_timeline_record(const indx_entry& entry, const std::string& directory,
+                                     const indx_options& options) {
+  timeline_record record;
+  record.times = {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()};
+  record.full_name = full_name_of(entry, directory);
+  record.description = description_of(entry, record.full_name, options.base10);
+  record.short_text = std::string(validity_word(entry)) + (entry.is_dir ? " dir entry" : " file entry");
+  if (!entry_number_missing(entry)) record.inode = cell_number(mft_entry_of(entry.file_ref), options.base10);
+  const std::string label = options.source_label.empty() ? timeline_source : options.source_label;
+  record.source_type = label + "-" + validity_word(entry);
+  if (options.show_offset) record.notes = "indx offset: " + cell_number(entry.offset, options.base10);
+  record.user = options.username;
+  record.host = options.hostname;
+  if (!entry.is_valid) record.extra = entry.annotation;
+  return record;
+}
+
+// Rows come in M, A, C, B order of each value's first appearance.  A zero
+// timestamp means "never set" and gets no row; a non-zero value that does not
+// convert keeps its row, with empty date and time, so the entry is not lost.
+void write_log2timeline_rows(bool& first_call, vk::output_sink& out, const timeline_record& record,
+                             const indx_options& options) {
+  if (first_call) {
+    out.write(log2timeline_header(options));
+    first_call = false;
+  }
+  for (size_t i = 0; i < record.times.size(); ++i) {
+    if (record.times[i] != 0 && is_first_of_value(record, i))
+      out.write(log2timeline_row(record, record.times[i], options));
+  }
+}
+
+uint64_t bodyfile_seconds(uint64_t filetime) {
+  const vk::time value(filetime, vk::type_time::filetime);
+  return value.valid() && value.unix_seconds() > 0 ? static_cast<uint64_t>(value.unix_seconds()) : 0;
+}
+
+// An entry number shown as missing elsewhere is written as inode 0 here: the
+// field is numeric in every bodyfile reader.
+bodyfile_record make_bodyfile_record(const indx_entry& entry, const std::string& directory,
+                                     const indx_options& options) {
+  bodyfile_record record;
+  std::string name = full_name_of(entry, directory);
+  if (options.show_offset) {
+    name += "; indx offset: ";
+    name += options.base10 ? vk::dec(entry.offset) : "0x" + vk::hex(entry.offset, bodyfile_offset_digits);
+  }
+  if (!entry.is_valid) name += " (slack)";
+  record.name = bodyfile_safe(name);
+  record.inode = entry_number_missing(entry) ? 0 : mft_entry_of(entry.file_ref);
+  record.mode = entry.is_dir ? "d/drwxrwxrwx" : "r/rrwxrwxrwx";
+  record.size = entry.real_size();
+  record.access_time = bodyfile_seconds(entry.accessed());
+  record.modify_time = bodyfile_seconds(entry.modified());
+  record.change_time = bodyfile_seconds(entry.mft_changed());
+  record.create_time = bodyfile_seconds(entry.created());
+  return record;
+}
+
+void write_bodyfile_line(bool& first_call, vk::output_sink& out, const bodyfile_record& record) {
+  if (first_call) {
+    out.write(bodyfile_header);
+    first_call = false;
+  }
+  out.write("0|" + record.name + "|" + vk::dec(record.inode) + "|" + record.mode + "|0|0|" + vk::dec(record.size) +
+            "|" + vk::dec(record.access_time) + "|" + vk::dec(record.modify_time) + "|" +
+            vk::dec(record.change_time) + "|" + vk::dec(record.create_time) + "\n");
+}

@@ -1,0 +1,56 @@
+// The two timeline layouts: log2timeline CSV rows (-csvl2t) and bodyfile
+// lines (-bodyfile).  Each writes its header line before its first row of
+// the run.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "app/indx_options.h"
+#include "indx/indx_entry.h"
+#include "support/output_sink.h"
+
+// What the log2timeline rows of one entry are made of.
+struct timeline_record {
+  // Modified, accessed, MFT changed, created: the M, A, C and B of MACB.
+  std::array<uint64_t, 4> times{};
+  std::string full_name;
+  std::string description;
+  std::string short_text;
+  std::string inode;
+  std::string source_type;
+  std::string notes;
+  std::string user;
+  std::string host;
+  std::string extra;
+};
+
+timeline_record make_timeline_record(const indx_entry& entry, const std::string& directory,
+                                     const indx_options& options);
+
+// Writes the header when `first_call` is set (and clears it), then one row per
+// distinct timestamp value of the record.
+void write_log2timeline_rows(bool& first_call, vk::output_sink& out, const timeline_record& record,
+                             const indx_options& options);
+
+struct bodyfile_record {
+  std::string name;
+  uint64_t inode = 0;
+  std::string mode;
+  uint64_t size = 0;
+  // Seconds since 1970-01-01 UTC.
+  uint64_t access_time = 0;
+  uint64_t modify_time = 0;
+  uint64_t change_time = 0;
+  uint64_t create_time = 0;
+};
+
+bodyfile_record make_bodyfile_record(const indx_entry& entry, const std::string& directory,
+                                     const indx_options& options);
+
+void write_bodyfile_line(bool& first_call, vk::output_sink& out, const bodyfile_record& record);
+
+// Seconds since 1970 of a FILETIME for a bodyfile: 0 for a zero, unconvertible
+// or pre-1970 value, since bodyfile readers take 0 as "no time".
+uint64_t bodyfile_seconds(uint64_t filetime);
