@@ -1,0 +1,212 @@
+#include "indx/directory_index.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include "indx/indx_format.h"
+#include "indx/indx_record.h"
+#include "indx/merge.h"
+#include "indx/node_parser.h"
+#include "ntfs/attributes.h"
+#include "ntfs/mft_format.h"
+#include "ntfs/mft_record.h"
+#include "ntfs/ntfs.h"
+#include "ntfs/stream_reader.h"
+#include "support/message.h"
+#include "support/vk_string.h"
+
+namespace {
+
+constexpr const char* index_name = "$I30";
+
+// The allocation is read this many clusters at a time.
+constexpr uint64_t chunk_clusters = 32;
+
+// No real directory index comes near this size (a million names take some
+// 200 MiB); a damaged runlist claiming more must not make the whole volume
+// land in memory.
+constexpr uint64_t max_index_stream_bytes = uint64_t{1} << 30;
+
+// The index root value opens with a 16-byte root header (indexed attribute
+// type, collation rule, index record size, clusters per index record); the
+// index node header follows it.
+constexpr size_t root_header_size = 16;
+// The smallest $INDEX_ROOT attribute worth parsing: a resident header, the
+// root header and a node header with a terminating entry.
+constexpr size_t root_attribute_min = 72;
+
+// A raw copy of one index stream, written as it is read.  A file that
+// receives nothing is removed again.
+class raw_dump {
+ public:
+  raw_dump(const indx_options& options, const char* suffix) {
+    if (!options.raw_dump) return;
+    m_name = vk::replace_all(options.dump_base_name, "\\", ".");
+    m_name = vk::replace_all(m_name, ",", ".");
+    m_name = vk::replace_all(m_name, ":", ".");
+    m_name = vk::replace_all(m_name, " ", "_") + suffix;
+    m_fd = ::open(m_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (m_fd < 0) vk::print_message("failed\n");
+  }
+  ~raw_dump() {
+    if (m_fd < 0) return;
+    ::close(m_fd);
+    if (m_written == 0 && ::unlink(m_name.c_str()) == 0) vk::print_message("deleted: %s\n", m_name.c_str());
+  }
+  raw_dump(const raw_dump&) = delete;
+  raw_dump& operator=(const raw_dump&) = delete;
+
+  void append(std::span<const uint8_t> bytes) {
+    for (size_t done = 0; m_fd >= 0 && done < bytes.size();) {
+      const ssize_t n = ::write(m_fd, bytes.data() + done, bytes.size() - done);
+      if (n <= 0) return;
+      done += static_cast<size_t>(n);
+      m_written += static_cast<size_t>(n);
+    }
+  }
+
+ private:
+  std::string m_name;
+  int m_fd = -1;
+  size_t m_written = 0;
+};
+
+// What one pass over a directory's index streams needs.
+struct index_pass {
+  CNtfs& volume;
+  mft_ref directory_ref;
+  bool carve_slack;
+  entry_stores& stores;
+};
+
+void fix_up_index_records(std::span<uint8_t> chunk, size_t record_size, size_t sector_size) {
+  for (size_t p = 0; record_size <= chunk.size() - p && p < chunk.size(); p += record_size) {
+    const auto record = chunk.subspan(p, record_size);
+    if (!has_indx_magic(record)) continue;
+    const uint16_t count = vk::le_reader(record).u16(indx_format::rec_usa_count);
+    apply_fixup(record, fixup_stride(record_size, count, sector_size));
+  }
+}
+
+// Reads the allocation in chunks of clusters into `alloc` and parses every
+// record of every chunk read.  An unreadable chunk stays zero in `alloc`, so
+// later records keep their stream positions; a chunk shorter than one
+// record ends the reading.
+void parse_allocation(index_pass& pass, const data_run_list& runs, bool whole_stream, byte_array& alloc,
+                      raw_dump& dump) {
+  const uint64_t cluster = pass.volume.cluster_size();
+  const uint64_t record = pass.volume.index_record_size();
+  const uint64_t total = std::min({total_clusters(runs), pass.volume.cluster_limit(), max_index_stream_bytes / cluster});
+  const uint64_t step = whole_stream ? total : chunk_clusters;
+  for (uint64_t vcn = 0; vcn < total; vcn += step) {
+    const uint64_t clusters = std::min(step, total - vcn);
+    const uint64_t base = vcn * cluster;
+    alloc.resize(base + clusters * cluster);
+    const auto chunk = std::span<uint8_t>(alloc).subspan(base, clusters * cluster);
+    if (!read_stream_clusters(pass.volume, runs, vcn, clusters, chunk)) {
+      std::fill(chunk.begin(), chunk.end(), 0);
+      continue;
+    }
+    dump.append(chunk);
+    if (chunk.size() < record) break;
+    fix_up_index_records(chunk, record, pass.volume.bytes_per_sector());
+    const vk::le_reader bytes(chunk);
+    for (uint64_t p = 0; record <= chunk.size() - p; p += record) {
+      const vk::le_reader node = bytes.sub(p + indx_format::rec_node_header, record - indx_format::rec_node_header);
+      parse_index_node(pass.stores, pass.directory_ref, node, base + p + indx_format::rec_node_header,
+                       pass.carve_slack);
+    }
+  }
+}
+
+// The root's node runs from its node header to the end of the attribute;
+// entry offsets count from that node header.
+bool parse_root(index_pass& pass, const mft_attribute& attribute, byte_array& root, raw_dump& dump) {
+  const vk::le_reader reader(attribute.bytes);
+  const size_t value_offset = reader.u16(mft_format::attr_value_offset);
+  const size_t node_start = value_offset + root_header_size;
+  if (attribute.non_resident || attribute.bytes.size() < root_attribute_min ||
+      !reader.has(node_start, indx_format::rec_node_header)) {
+    return false;
+  }
+  root.assign(attribute.bytes.begin() + static_cast<ptrdiff_t>(node_start), attribute.bytes.end());
+  dump.append(root);
+  parse_index_node(pass.stores, pass.directory_ref, vk::le_reader(root), 0, pass.carve_slack);
+  return true;
+}
+
+bool is_index_attribute(const mft_attribute& attribute, uint32_t type) {
+  return attribute.type == type && attribute.name == index_name;
+}
+
+void move_entries(entry_stores& from, entry_stores& to) {
+  to.valid.merge(from.valid);
+  for (auto& [key, entry] : from.slack) to.slack.emplace(key, std::move(entry));
+  from.clear();
+}
+
+}  // namespace
+
+void directory_index::clear() {
+  root.clear();
+  alloc.clear();
+  stores.clear();
+  report.clear();
+}
+
+bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entry, uint16_t record_sequence,
+                       directory_index& out) {
+  out.clear();
+  mft_record record;
+  if (!volume.validate() || !load_mft_record(volume, entry, record)) return false;
+  entry_stores stores;
+  index_pass pass{volume, make_mft_ref(entry, record_sequence), true, stores};
+  bool root_done = false, alloc_done = false, collected = false;
+  for (const mft_attribute& attribute : record.attributes) {
+    uint32_t type = 0;
+    if (!root_done && is_index_attribute(attribute, indx_format::attr_type_index_root)) {
+      raw_dump dump(options, ".indx.root.bin");
+      parse_root(pass, attribute, out.root, dump);
+      type = indx_format::attr_type_index_root;
+      root_done = true;
+    } else if (!alloc_done && is_index_attribute(attribute, indx_format::attr_type_index_allocation)) {
+      raw_dump dump(options, ".indx.alloc.bin");
+      const data_run_list runs = stream_runs(record.attributes, attribute.type, index_name);
+      parse_allocation(pass, runs, options.whole_stream_read, out.alloc, dump);
+      type = indx_format::attr_type_index_allocation;
+      alloc_done = true;
+    } else {
+      continue;
+    }
+    collected |= merge_entries(out.report, stores, type, options.max_plausible_entry);
+    move_entries(stores, out.stores);
+  }
+  return collected;
+}
+
+bool read_directory_children(CNtfs& volume, uint64_t entry, std::vector<directory_child>& children) {
+  children.clear();
+  mft_record record;
+  if (!load_mft_record(volume, entry, record)) return false;
+  entry_stores stores;
+  index_pass pass{volume, make_mft_ref(entry, record.header.sequence), false, stores};
+  const indx_options no_dump;
+  byte_array buffer;
+  if (const mft_attribute* root = find_attribute(record.attributes, indx_format::attr_type_index_root, index_name)) {
+    raw_dump dump(no_dump, "");
+    parse_root(pass, *root, buffer, dump);
+  }
+  const data_run_list runs = stream_runs(record.attributes, indx_format::attr_type_index_allocation, index_name);
+  if (!runs.empty()) {
+    raw_dump dump(no_dump, "");
+    parse_allocation(pass, runs, false, buffer, dump);
+  }
+  for (const auto& [key, child] : stores.valid) {
+    children.push_back({mft_entry_of(child.file_ref), mft_sequence_of(child.file_ref), child.name, child.is_dir});
+  }
+  return true;
+}

@@ -1,0 +1,52 @@
+// Mapping pairs: how a non-resident attribute maps its virtual clusters
+// (VCN, counted from the start of the stream) onto logical clusters of the
+// volume (LCN).  Each pair is a header byte whose low nibble gives the width
+// of the cluster count and whose high nibble the width of a signed LCN
+// delta, followed by those two little-endian fields; a zero header ends the
+// list.  A pair without a delta is sparse: it maps no clusters at all.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+struct data_run {
+  int64_t lcn = 0;  // first cluster: the running sum of the deltas so far
+  uint64_t offset_magnitude = 0;  // |delta| as stored
+  uint64_t cluster_count = 0;
+  uint64_t first_vcn = 0;
+  uint32_t attr_type = 0;  // type of the owning attribute
+  bool negative_delta = false;
+  bool sparse = false;  // no offset field: zeros, no clusters on disk
+  // The stored bytes, for display: header byte and count, then the offset.
+  std::array<uint8_t, 9> header_bytes{};
+  uint8_t header_byte_count = 0;
+  std::array<uint8_t, 8> offset_bytes{};
+  uint8_t offset_byte_count = 0;
+};
+
+using data_run_list = std::vector<data_run>;
+
+// Decodes the mapping pairs of one non-resident attribute (its whole bytes)
+// and appends the runs.  The LCN starts at 0 and the VCN at the attribute's
+// first VCN.  A pair running past the attribute, or wider than 8 bytes per
+// field, ends decoding quietly with the runs so far kept.  False only when
+// there is no attribute to decode.
+bool decode_mapping_pairs(std::span<const uint8_t> attribute, uint32_t attr_type, data_run_list& runs);
+
+// Sum of the cluster counts, saturating instead of wrapping.
+uint64_t total_clusters(const data_run_list& runs);
+
+// Where one VCN lies: its byte position from the volume start, or sparse.
+struct vcn_location {
+  bool sparse = false;
+  uint64_t position = 0;  // meaningful when not sparse
+  uint64_t clusters_left = 0;  // clusters of the same run from this VCN on
+};
+
+// Finds the run holding `vcn`: with a running last VCN that starts at -1 and
+// adds each count, the first run reaching `vcn` holds it.  Nothing when no
+// run does, or when the position would not fit 64 bits.
+std::optional<vcn_location> locate_vcn(const data_run_list& runs, uint64_t vcn, uint64_t cluster_size);

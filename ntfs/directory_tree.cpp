@@ -1,0 +1,188 @@
+#include "ntfs/directory_tree.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <unordered_set>
+#include <vector>
+
+#include "ntfs/attributes.h"
+#include "ntfs/file_name.h"
+#include "ntfs/mft_format.h"
+#include "ntfs/mft_record.h"
+#include "ntfs/ntfs.h"
+#include "ntfs/stream_reader.h"
+#include "support/message.h"
+
+namespace {
+
+// The scan reads the $MFT stream this many bytes at a time (or one cluster
+// when clusters are larger), and fixes records up in memory.
+constexpr uint64_t scan_chunk_bytes = 1 << 20;
+// The status line is refreshed for every record index that is a multiple of this.
+constexpr uint64_t status_interval = 37;
+
+void take_file_name(std::span<const uint8_t> attribute, record_summary& summary) {
+  const vk::le_reader reader(attribute);
+  if (reader.u32(mft_format::attr_type) != mft_format::type_file_name) return;
+  file_name_value name;
+  if (!read_file_name(resident_value_of(attribute), name)) return;
+  file_name_value current{summary.parent_ref, summary.name_space, {}};
+  if (summary.has_name && !is_preferred_name(name, current)) return;
+  summary.has_name = true;
+  summary.parent_ref = name.parent_ref;
+  summary.name_space = name.name_space;
+  summary.name = std::move(name.name);
+}
+
+// The summary of a fixed-up "FILE" record from its own attributes.
+record_summary summarize(std::span<const uint8_t> record) {
+  const record_header header = read_record_header(record);
+  record_summary summary;
+  summary.readable = true;
+  summary.sequence = header.sequence;
+  summary.flags = header.flags;
+  for (const auto& attribute : attribute_spans(record)) take_file_name(attribute, summary);
+  return summary;
+}
+
+// A record's summary, from the cache or read once and cached.  References
+// into the cache stay valid as it grows (the map is node-based).
+const record_summary& summary_of(CNtfs& volume, uint64_t entry) {
+  auto& cache = volume.caches().records;
+  if (const auto it = cache.find(entry); it != cache.end()) return it->second;
+  record_summary summary;
+  byte_array buffer;
+  bool bad = false;
+  if (volume.fetch_record(buffer, bad, entry) && !bad && has_file_signature(buffer)) {
+    summary = summarize(buffer);
+    mft_record full;
+    // A record with many names may keep them all in extension records.
+    if (!summary.has_name && load_mft_record(volume, entry, full)) {
+      for (const mft_attribute& attr : full.attributes) take_file_name(attr.bytes, summary);
+    }
+  }
+  return cache.emplace(entry, std::move(summary)).first->second;
+}
+
+uint64_t records_to_scan(CNtfs& volume) {
+  const uint64_t record = volume.mft_record_size();
+  const uint64_t cluster = volume.cluster_size();
+  const uint64_t clusters = std::min(total_clusters(volume.mft_runs()), UINT64_MAX / cluster);
+  const uint64_t mapped = clusters * cluster / record;
+  const uint64_t held = volume.cluster_limit() * cluster / record;
+  const uint64_t stated = volume.mft_data_size() / record;
+  return std::min({stated == 0 ? mapped : stated, mapped, held});
+}
+
+void show_scan_status(uint64_t index, uint64_t count) {
+  char text[96];
+  std::snprintf(text, sizeof text, "analyzing entry %llu of %llu", static_cast<unsigned long long>(index),
+                static_cast<unsigned long long>(count));
+  vk::status_line::show(text);
+}
+
+class mft_scan {
+ public:
+  mft_scan(CNtfs& volume, std::set<uint64_t>& dirs) : m_volume(volume), m_dirs(dirs) {}
+
+  void take(uint64_t entry, std::span<const uint8_t> record) {
+    if (!has_file_signature(record)) return;
+    record_summary summary = summarize(record);
+    const mft_ref base = read_record_header(record).base_ref;
+    if (base != 0 && summary.has_name) {
+      file_name_value name{summary.parent_ref, summary.name_space, summary.name};
+      const auto [it, added] = m_extension_names.emplace(mft_entry_of(base), name);
+      if (!added && is_preferred_name(name, it->second)) it->second = std::move(name);
+    }
+    if (!summary.is_directory()) return;
+    m_dirs.insert(entry);
+    m_volume.caches().records[entry] = std::move(summary);
+  }
+
+  // Directories whose names live only in extension records get them now
+  // that every record has been seen.
+  void finish() {
+    auto& cache = m_volume.caches().records;
+    for (auto& [base, name] : m_extension_names) {
+      const auto it = cache.find(base);
+      if (it == cache.end() || it->second.has_name) continue;
+      it->second.has_name = true;
+      it->second.parent_ref = name.parent_ref;
+      it->second.name_space = name.name_space;
+      it->second.name = std::move(name.name);
+    }
+    m_volume.caches().scanned = true;
+  }
+
+ private:
+  CNtfs& m_volume;
+  std::set<uint64_t>& m_dirs;
+  std::map<uint64_t, file_name_value> m_extension_names;
+};
+
+}  // namespace
+
+bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs) {
+  dirs.clear();
+  if (!volume.validate()) return false;
+  const uint64_t count = records_to_scan(volume);
+  const uint64_t record = volume.mft_record_size();
+  const uint64_t cluster = volume.cluster_size();
+  const uint64_t chunk_bytes = std::max({scan_chunk_bytes, cluster, record});
+  const uint64_t per_chunk = chunk_bytes / record;
+  byte_array chunk(chunk_bytes);
+  byte_array single;
+  mft_scan scan(volume, dirs);
+  for (uint64_t first = 0; first < count; first += per_chunk) {
+    const uint64_t records = std::min(per_chunk, count - first);
+    const uint64_t clusters = (records * record + cluster - 1) / cluster;
+    const bool read = read_stream_clusters(volume, volume.mft_runs(), first * record / cluster, clusters,
+                                           std::span<uint8_t>(chunk).first(clusters * cluster));
+    for (uint64_t i = 0; i < records; ++i) {
+      const uint64_t entry = first + i;
+      if (entry % status_interval == 0) show_scan_status(entry, count);
+      bool bad = false;
+      if (read) {
+        const auto bytes = std::span<uint8_t>(chunk).subspan(i * record, record);
+        if (fix_up_record(bytes, volume.bytes_per_sector()) == record_kind::file) scan.take(entry, bytes);
+      } else if (volume.fetch_record(single, bad, entry) && !bad) {
+        scan.take(entry, single);
+      }
+    }
+  }
+  scan.finish();
+  return true;
+}
+
+std::string path_of_entry(CNtfs& volume, uint64_t entry, uint16_t& ref_seq, uint16_t& rec_seq) {
+  const record_summary& self = summary_of(volume, entry);
+  ref_seq = rec_seq = self.sequence;
+  std::vector<const std::string*> names;
+  std::unordered_set<uint64_t> seen;
+  bool broken = false;
+  for (uint64_t current = entry; current != root_directory_entry;) {
+    const record_summary& here = summary_of(volume, current);
+    if (!here.readable || !here.has_name || !seen.insert(current).second) {
+      broken = true;
+      break;
+    }
+    names.push_back(&here.name);
+    const uint64_t parent = mft_entry_of(here.parent_ref);
+    const record_summary& up = summary_of(volume, parent);
+    if (!up.readable || !up.is_directory() || up.sequence != mft_sequence_of(here.parent_ref)) {
+      broken = true;
+      break;
+    }
+    current = parent;
+  }
+  std::string path = broken ? std::string(corrupted_path_text) + "\\" : "\\";
+  for (auto it = names.rbegin(); it != names.rend(); ++it) path += **it + "\\";
+  return path;
+}
+
+bool record_sequence(CNtfs& volume, uint64_t entry, uint16_t& seq) {
+  const record_summary& summary = summary_of(volume, entry);
+  seq = summary.sequence;
+  return summary.readable;
+}

@@ -1,0 +1,37 @@
+// The volume's directories as a tree: the whole-volume scan for directory
+// records, and the path of a record built from its $FILE_NAME parent chain.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+
+class CNtfs;
+
+// The root directory's MFT entry.
+constexpr uint64_t root_directory_entry = 5;
+
+// Stands in for the part of a path above a break in the parent chain.
+inline constexpr const char* corrupted_path_text = "<path corrupted>";
+
+// Scans every MFT record, reading the $MFT stream in large chunks, and
+// collects the records whose header flags carry the directory bit (in use or
+// not).  The records scanned are the $MFT data size over the record size,
+// capped by what the runlist and the source can hold.  Every 37th record
+// refreshes the status line.  While scanning, what path building needs of
+// each directory is cached in the volume.  False when the volume is not
+// usable.
+bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs);
+
+// The path of `entry`: "\" for the root, otherwise a backslash and the names
+// of the chain from below the root down to the entry, each followed by a
+// backslash ("\test_dir\sub\").  Where the chain breaks (a record that
+// cannot be read, a parent that is not a directory, a parent whose sequence
+// differs from the reference, a loop) "<path corrupted>" stands in for the
+// part above the break.  Both sequences are the one stored in the entry's
+// record: no index reference is known here.
+std::string path_of_entry(CNtfs& volume, uint64_t entry, uint16_t& ref_seq, uint16_t& rec_seq);
+
+// The sequence number stored in the record of `entry`; false when the record
+// cannot be read.
+bool record_sequence(CNtfs& volume, uint64_t entry, uint16_t& seq);

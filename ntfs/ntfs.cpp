@@ -1,0 +1,211 @@
+#include "ntfs/ntfs.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "ntfs/attributes.h"
+#include "ntfs/mft_format.h"
+#include "ntfs/mft_record.h"
+#include "support/le_reader.h"
+#include "support/run_log.h"
+
+namespace {
+
+// Geometry bounds.  Real volumes use 512- or 4096-byte sectors, clusters of
+// 512 bytes to 2 MiB, MFT records of 1024 or 4096 bytes and index records of
+// 4096; anything outside these bounds comes from a damaged or hostile boot
+// sector and must never reach a division or an allocation.
+constexpr uint32_t min_sector_size = 512;
+constexpr uint32_t max_sector_size = 4096;
+constexpr uint64_t max_cluster_size = 2 * 1024 * 1024;
+constexpr uint32_t min_record_size = 256;
+constexpr uint32_t max_record_size = 64 * 1024;
+constexpr uint32_t default_mft_record_size = 1024;
+constexpr uint32_t default_index_record_size = 4096;
+
+// A sectors-per-cluster byte above 0x80 encodes 2^(256 - byte) sectors, the
+// form newer Windows writes for clusters beyond 64 KiB.
+constexpr uint8_t sectors_per_cluster_exponent_form = 0x80;
+
+// Passes over $MFT's attribute list: an extension record holding a later
+// extent of $MFT may itself lie in an extent only the previous pass mapped.
+constexpr int mft_extent_passes = 4;
+
+// The $Bitmap file; its runlist is loaded after validation.
+constexpr uint64_t bitmap_entry = 6;
+
+bool is_power_of_two(uint64_t value) { return value != 0 && (value & (value - 1)) == 0; }
+
+// A record size from its signed clusters-per-record byte: negative n means
+// 2^-n bytes, positive n means n clusters.  0 when the result is unusable.
+uint32_t record_size_from(int8_t clusters_per_record, uint32_t cluster_size, uint32_t when_zero) {
+  uint64_t size = when_zero;
+  if (clusters_per_record < 0) {
+    const int shift = -clusters_per_record;
+    size = shift < 32 ? uint64_t{1} << shift : 0;
+  } else if (clusters_per_record > 0) {
+    size = uint64_t{cluster_size} * static_cast<uint64_t>(clusters_per_record);
+  }
+  if (!is_power_of_two(size) || size < min_record_size || size > max_record_size) return 0;
+  return static_cast<uint32_t>(size);
+}
+
+uint64_t sectors_per_cluster_from(uint8_t stored) {
+  if (stored <= sectors_per_cluster_exponent_form) return stored;
+  const unsigned shift = 256u - stored;
+  return shift < 32 ? uint64_t{1} << shift : 0;
+}
+
+}  // namespace
+
+CNtfs::CNtfs(disk& source, uint64_t volume_offset) : m_disk(source), m_volume_offset(volume_offset) {}
+
+bool CNtfs::validate() {
+  if (m_checked) return m_Validated;
+  m_checked = true;
+  m_Validated = false;
+  if (!m_disk.is_open()) return false;
+  byte_array sector(boot_format::sector_size);
+  if (!read_volume(0, sector) || !parse_boot_sector(sector, m_boot) || !m_boot.oem_is_ntfs) return false;
+  if (!derive_geometry()) return false;
+  byte_array record0;
+  if (!read_first_record(record0) || !load_mft_runs(record0)) {
+    m_Validated = false;
+    return false;
+  }
+  mft_record bitmap;
+  if (load_mft_record(*this, bitmap_entry, bitmap)) {
+    m_bitmap_runs = stream_runs(bitmap.attributes, mft_format::type_data, "");
+  }
+  return true;
+}
+
+bool CNtfs::derive_geometry() {
+  const uint32_t sector = m_boot.bytes_per_sector;
+  const uint64_t sectors = sectors_per_cluster_from(m_boot.sectors_per_cluster);
+  if (!is_power_of_two(sector) || sector < min_sector_size || sector > max_sector_size) return false;
+  if (!is_power_of_two(sectors) || sectors * sector > max_cluster_size) return false;
+  m_bytes_per_sector = sector;
+  m_sectors_per_cluster = static_cast<uint32_t>(sectors);
+  m_cluster_size = static_cast<uint32_t>(sectors * sector);
+  m_total_clusters = m_boot.total_sectors / sectors;
+  m_mft_record_size = record_size_from(m_boot.clusters_per_mft_record, m_cluster_size, default_mft_record_size);
+  if (m_mft_record_size == 0) return false;
+  m_mft_cluster_per_record_fixed = m_boot.clusters_per_mft_record < 0
+                                       ? m_mft_record_size / m_cluster_size
+                                       : static_cast<uint32_t>(m_boot.clusters_per_mft_record);
+  m_index_record_size = record_size_from(m_boot.clusters_per_index_record, m_cluster_size, default_index_record_size);
+  if (m_index_record_size == 0) m_index_record_size = default_index_record_size;
+  if (m_boot.mft_lcn > UINT64_MAX / m_cluster_size) return false;
+  m_mft_file_pos = m_boot.mft_lcn * m_cluster_size;
+  return true;
+}
+
+// Record 0 describes $MFT itself.  A record whose word count implies a
+// larger size than the boot sector gives (a 4096-byte record on a volume
+// that claims 1024) wins, and record 0 is read again at that size.
+bool CNtfs::read_first_record(byte_array& record) {
+  record.assign(m_mft_record_size, 0);
+  if (!read_volume(m_mft_file_pos, record)) return false;
+  const size_t implied = implied_record_size(record);
+  if (implied > m_mft_record_size && implied <= max_record_size) {
+    m_mft_record_size = static_cast<uint32_t>(implied);
+    record.assign(m_mft_record_size, 0);
+    if (!read_volume(m_mft_file_pos, record)) return false;
+  }
+  if (!is_well_formed_file_record(record)) return false;
+  return fix_up_record(record, m_bytes_per_sector) == record_kind::file;
+}
+
+bool CNtfs::load_mft_runs(const byte_array& record0) {
+  const std::vector<mft_attribute> attributes = copy_attributes(record0, 0);
+  m_mft_runs = stream_runs(attributes, mft_format::type_data, "");
+  if (const mft_attribute* data = find_attribute(attributes, mft_format::type_data, "")) {
+    m_mft_data_size = data->data_size();
+  }
+  if (m_mft_runs.empty()) return false;
+  // Extension records are fetched through the runs known so far.
+  m_Validated = true;
+  if (find_attribute(attributes, mft_format::type_attribute_list, "") != nullptr) {
+    for (int pass = 0; pass < mft_extent_passes; ++pass) {
+      mft_record mft;
+      if (!load_mft_record(*this, 0, mft)) break;
+      data_run_list runs = stream_runs(mft.attributes, mft_format::type_data, "");
+      if (::total_clusters(runs) <= ::total_clusters(m_mft_runs)) break;
+      m_mft_runs = std::move(runs);
+    }
+  }
+  const uint32_t stride = read_record_header(record0).bytes_allocated;
+  const uint64_t clusters = ::total_clusters(m_mft_runs);
+  const uint64_t bytes = clusters > UINT64_MAX / m_cluster_size ? UINT64_MAX : clusters * m_cluster_size;
+  const uint64_t source_bytes = m_disk.size() > m_volume_offset ? m_disk.size() - m_volume_offset : 0;
+  m_mft_record_count = stride == 0 ? 0 : std::min(bytes / stride, source_bytes / m_mft_record_size);
+  return true;
+}
+
+void CNtfs::require_validated(const char* function) const {
+  if (m_Validated) return;
+  std::fprintf(stderr, "assertion failed: %s (%s): volume not validated\n", function, __FILE__);
+  std::abort();
+}
+
+const data_run_list& CNtfs::mft_runs() const {
+  require_validated(__PRETTY_FUNCTION__);
+  return m_mft_runs;
+}
+
+const data_run_list& CNtfs::bitmap_runs() const {
+  require_validated(__PRETTY_FUNCTION__);
+  return m_bitmap_runs;
+}
+
+uint64_t CNtfs::mft_record_count() const {
+  require_validated(__PRETTY_FUNCTION__);
+  return m_mft_record_count;
+}
+
+uint64_t CNtfs::mft_data_size() const {
+  require_validated(__PRETTY_FUNCTION__);
+  return m_mft_data_size;
+}
+
+uint64_t CNtfs::record_position(uint64_t entry) const {
+  if (m_cluster_size == 0 || entry > UINT64_MAX / m_mft_record_size) return 0;
+  const uint64_t byte = entry * m_mft_record_size;
+  const uint64_t vcn = byte / m_cluster_size;
+  const auto where = locate_vcn(m_mft_runs, vcn, m_cluster_size);
+  if (!where || where->sparse) return 0;
+  return (byte - vcn * m_cluster_size) + where->position;
+}
+
+bool CNtfs::fetch_record(byte_array& buffer, bool& bad, uint64_t entry) {
+  bad = false;
+  if (!validate()) return false;
+  buffer.assign(m_mft_record_size, 0);
+  if (!read_volume(record_position(entry), buffer)) return false;
+  switch (fix_up_record(buffer, m_bytes_per_sector)) {
+    case record_kind::file:
+    case record_kind::indx:
+      return true;
+    case record_kind::baad:
+      vk::log_line("err: fixup_mft type: BAAD");
+      bad = true;
+      return true;
+    case record_kind::invalid:
+      break;
+  }
+  return false;
+}
+
+bool CNtfs::read_volume(uint64_t position, std::span<uint8_t> buffer) {
+  if (position > UINT64_MAX - m_volume_offset) return false;
+  return m_disk.read_exact(m_volume_offset + position, buffer);
+}
+
+uint64_t CNtfs::cluster_limit() const {
+  if (m_cluster_size == 0) return 0;
+  const uint64_t source_bytes = m_disk.size() > m_volume_offset ? m_disk.size() - m_volume_offset : 0;
+  const uint64_t source_clusters = source_bytes / m_cluster_size;
+  return m_total_clusters == 0 ? source_clusters : std::min(m_total_clusters, source_clusters);
+}

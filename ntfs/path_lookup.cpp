@@ -1,0 +1,215 @@
+#include "ntfs/path_lookup.h"
+
+#include <deque>
+#include <vector>
+
+#include "indx/directory_index.h"
+#include "ntfs/attributes.h"
+#include "ntfs/directory_tree.h"
+#include "ntfs/mft_format.h"
+#include "ntfs/mft_record.h"
+#include "ntfs/ntfs.h"
+#include "ntfs/reparse_point.h"
+#include "ntfs/stream_reader.h"
+#include "support/run_log.h"
+#include "support/vk_string.h"
+
+namespace {
+
+// A chain of links longer than this is taken to be a loop.
+constexpr int max_link_restarts = 32;
+// A reparse point's data never exceeds 16 KiB.
+constexpr uint64_t max_reparse_bytes = 16 * 1024;
+
+// Snapshot paths ("\\?\snapid_" and the snapshot's id): their first 47
+// characters name the snapshot, not a directory on the volume.
+constexpr std::string_view long_path_prefix = "\\\\?\\";
+constexpr std::string_view device_prefix = "\\\\.\\";
+constexpr std::string_view snapshot_marker = "snapid_";
+constexpr size_t snapshot_marker_position = 4;
+constexpr size_t snapshot_name_length = 47;
+
+char16_t fold(char16_t c) {
+  if ((c >= u'A' && c <= u'Z') || (c >= 0xC0 && c <= 0xDE && c != 0xD7)) return c + 0x20;
+  if (c >= 0x100 && c <= 0x17F) {
+    if (c == 0x178) return 0xFF;
+    // Latin Extended-A pairs capital and small letter, capital first, with
+    // the pairing shifting by one between U+0138 and U+0149 and after U+0178.
+    const bool odd_pairs = (c >= 0x139 && c <= 0x148) || c >= 0x179;
+    const bool capital = odd_pairs ? (c & 1) != 0 : (c & 1) == 0;
+    const bool unpaired = c == 0x130 || c == 0x131 || c == 0x138 || c == 0x149 || c == 0x17F;
+    return capital && !unpaired ? c + 1 : c;
+  }
+  if (c >= 0x391 && c <= 0x3A9 && c != 0x3A2) return c + 0x20;
+  if (c >= 0x410 && c <= 0x42F) return c + 0x20;
+  if (c >= 0x400 && c <= 0x40F) return c + 0x50;
+  return c;
+}
+
+std::u16string folded(std::string_view name) {
+  std::u16string units = vk::utf8_to_utf16(name);
+  for (char16_t& c : units) c = fold(c);
+  return units;
+}
+
+std::string strip_snapshot_prefix(const std::string& path) {
+  if (path.find(long_path_prefix) == std::string::npos || path.find(device_prefix) != std::string::npos) return path;
+  if (path.size() < snapshot_name_length + 1 ||
+      path.compare(snapshot_marker_position, snapshot_marker.size(), snapshot_marker) != 0) {
+    return path;
+  }
+  const size_t cut = path.find('\\', snapshot_name_length);
+  return cut == std::string::npos ? std::string() : path.substr(cut);
+}
+
+std::deque<std::string> split_path(const std::string& path, char separator) {
+  std::deque<std::string> segments;
+  size_t start = 0;
+  while (start <= path.size()) {
+    size_t end = path.find(separator, start);
+    if (end == std::string::npos) end = path.size();
+    if (end > start) segments.push_back(path.substr(start, end - start));
+    start = end + 1;
+  }
+  return segments;
+}
+
+const std::vector<directory_child>* children_of(CNtfs& volume, uint64_t directory) {
+  auto& cache = volume.caches().children;
+  if (const auto it = cache.find(directory); it != cache.end()) {
+    vk::log_line("info: cache lookup");
+    return &it->second;
+  }
+  vk::log_line("info: get children nodes");
+  std::vector<directory_child> children;
+  if (!read_directory_children(volume, directory, children)) {
+    vk::log_line("err: no child nodes");
+    return nullptr;
+  }
+  vk::log_line("info: # children [%d]", static_cast<int>(children.size()));
+  return &cache.emplace(directory, std::move(children)).first->second;
+}
+
+const directory_child* find_child(const std::vector<directory_child>& children, const std::string& name) {
+  const directory_child* folded_match = nullptr;
+  const std::u16string wanted = folded(name);
+  for (const directory_child& child : children) {
+    if (child.name == name) return &child;
+    if (folded_match == nullptr && folded(child.name) == wanted) folded_match = &child;
+  }
+  return folded_match;
+}
+
+// The reparse data of a record, resident or not.
+byte_array reparse_value(CNtfs& volume, const mft_attribute& attribute) {
+  if (!attribute.non_resident) {
+    const auto value = attribute.resident_value();
+    return byte_array(value.begin(), value.end());
+  }
+  data_run_list runs;
+  decode_mapping_pairs(attribute.bytes, attribute.type, runs);
+  const uint64_t cluster = volume.cluster_size();
+  const uint64_t clusters = std::min(total_clusters(runs), (max_reparse_bytes + cluster - 1) / cluster);
+  byte_array value(clusters * cluster);
+  if (!read_stream_clusters(volume, runs, 0, clusters, value)) value.clear();
+  return value;
+}
+
+// The walk state: the directories descended through (the root first) and
+// the names that led to each.
+struct walk_state {
+  std::vector<uint64_t> entries{root_directory_entry};
+  std::vector<std::string> names;
+  std::deque<std::string> todo;
+};
+
+// Follows a link found at segment `link_name`: an absolute target restarts
+// from the root with the target's segments; a relative one restarts from
+// the root with the path of the directory holding the link in front.
+void restart_at_link(walk_state& walk, const link_target& target) {
+  std::deque<std::string> segments;
+  if (target.relative) segments.assign(walk.names.begin(), walk.names.end());
+  for (std::string& segment : split_path(target.path, '\\')) segments.push_back(std::move(segment));
+  segments.insert(segments.end(), walk.todo.begin(), walk.todo.end());
+  walk.todo = std::move(segments);
+  walk.entries.assign(1, root_directory_entry);
+  walk.names.clear();
+  vk::log_line("info: restart segments [link]");
+}
+
+enum class step_result { descended, restarted, failed };
+
+step_result take_segment(CNtfs& volume, walk_state& walk, const std::string& segment) {
+  const std::vector<directory_child>* children = children_of(volume, walk.entries.back());
+  if (children == nullptr) return step_result::failed;
+  vk::log_line("info: get children names");
+  const directory_child* child = find_child(*children, segment);
+  if (child == nullptr) {
+    vk::log_line(children->empty() ? "err: no child names" : "info: none found");
+    return step_result::failed;
+  }
+  mft_record record;
+  if (!load_mft_record(volume, child->entry, record)) {
+    vk::log_line("err: readFR: inode 0x%llx", static_cast<unsigned long long>(child->entry));
+    return step_result::failed;
+  }
+  link_target target;
+  const mft_attribute* reparse = find_attribute(record.attributes, mft_format::type_reparse_point, "");
+  if (reparse != nullptr && read_link_target(reparse_value(volume, *reparse), target)) {
+    restart_at_link(walk, target);
+    return step_result::restarted;
+  }
+  vk::log_line("info: inode found for seg: %s : 0x%llx", segment.c_str(), static_cast<unsigned long long>(child->entry));
+  walk.entries.push_back(child->entry);
+  walk.names.push_back(child->name);
+  return step_result::descended;
+}
+
+bool walk_segments(CNtfs& volume, walk_state& walk) {
+  int restarts = 0;
+  while (!walk.todo.empty()) {
+    std::string segment = walk.todo.front();
+    walk.todo.pop_front();
+    segment = segment.substr(0, segment.find(':'));
+    vk::log_line("seg: %s", segment.c_str());
+    if (segment.empty() || segment == ".") continue;
+    if (segment == "..") {
+      if (walk.entries.size() > 1) {
+        walk.entries.pop_back();
+        walk.names.pop_back();
+      }
+      continue;
+    }
+    const step_result step = take_segment(volume, walk, segment);
+    if (step == step_result::failed) return false;
+    if (step == step_result::restarted && ++restarts > max_link_restarts) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool names_match(std::string_view a, std::string_view b) { return a == b || folded(a) == folded(b); }
+
+bool entry_of_path(CNtfs& volume, const std::string& given, uint64_t& entry, uint16_t& seq) {
+  if (given.empty() || !volume.validate()) return false;
+  const std::string path = strip_snapshot_prefix(given);
+  vk::log_line("anal: %s", path.c_str());
+  const char separator = path.find('/') != std::string::npos ? '/' : '\\';
+  const bool rooted = !path.empty() && path[0] == separator;
+  if (rooted) vk::log_line("root dir");
+  walk_state walk;
+  walk.todo = split_path(path, separator);
+  if (walk.todo.empty()) {
+    vk::log_line("path empty");
+    if (!rooted) return false;
+  } else if (walk.todo.front().size() >= 2 && walk.todo.front()[1] == ':') {
+    walk.todo.pop_front();
+  }
+  if (!walk_segments(volume, walk)) {
+    vk::log_line("inode not found for %s", given.c_str());
+    return false;
+  }
+  entry = walk.entries.back();
+  return record_sequence(volume, entry, seq);
+}

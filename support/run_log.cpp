@@ -1,0 +1,48 @@
+#include "support/run_log.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+namespace vk {
+namespace {
+
+// Opened on first use and kept for the whole run; -1 when no log is wanted
+// or the file cannot be opened (a missing log never disturbs the run).
+int log_descriptor() {
+  static const int fd = [] {
+    const char* name = std::getenv("SLIX_DEBUG_LOG");
+    if (name == nullptr || *name == '\0') return -1;
+    return ::open(name, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  }();
+  return fd;
+}
+
+}  // namespace
+
+bool run_log_enabled() { return log_descriptor() >= 0; }
+
+void log_line(const char* format, ...) {
+  const int fd = log_descriptor();
+  if (fd < 0) return;
+  va_list args;
+  va_start(args, format);
+  va_list copy;
+  va_copy(copy, args);
+  const int needed = std::vsnprintf(nullptr, 0, format, copy);
+  va_end(copy);
+  if (needed >= 0) {
+    std::vector<char> line(static_cast<size_t>(needed) + 2);
+    std::vsnprintf(line.data(), line.size(), format, args);
+    line[static_cast<size_t>(needed)] = '\n';
+    // One write per line: O_APPEND keeps lines whole even if two runs share a log.
+    [[maybe_unused]] const ssize_t written = ::write(fd, line.data(), static_cast<size_t>(needed) + 1);
+  }
+  va_end(args);
+}
+
+}  // namespace vk
