@@ -1,0 +1,37 @@
+// One file of a VMDK disk (descriptor, sparse extent or flat extent), opened
+// read-only.  Only regular files are accepted: opening a FIFO or a device
+// named by a hostile descriptor must neither block nor touch hardware.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+
+class vmdk_file {
+ public:
+  // nullptr when the path cannot be opened or is not a regular file.
+  static std::shared_ptr<const vmdk_file> open(const std::string& path);
+
+  ~vmdk_file();
+  vmdk_file(const vmdk_file&) = delete;
+  vmdk_file& operator=(const vmdk_file&) = delete;
+
+  const std::string& path() const { return m_path; }
+  uint64_t size() const { return m_size; }
+
+  // Fills the buffer from `pos`; bytes past the end of the file read as
+  // zeros.  False on an I/O error.
+  bool read_zero_filled(uint64_t pos, std::span<uint8_t> buffer) const;
+
+  // True when the whole buffer lies inside the file and was read.
+  bool read_exact(uint64_t pos, std::span<uint8_t> buffer) const;
+
+ private:
+  vmdk_file(int fd, std::string path, uint64_t size) : m_fd(fd), m_path(std::move(path)), m_size(size) {}
+
+  int m_fd;
+  std::string m_path;
+  uint64_t m_size;
+};
