@@ -58,7 +58,7 @@ void pump(int in_fd, const std::string& input, int out_fd, int err_fd, run_resul
 
 }  // namespace
 
-run_result run_slix(const std::vector<std::string>& args, const std::string& stdin_text) {
+run_result run_slix(const std::vector<std::string>& args, const std::string& stdin_text, const std::string& cwd) {
   int in_pipe[2], out_pipe[2], err_pipe[2];
   if (::pipe(in_pipe) || ::pipe(out_pipe) || ::pipe(err_pipe)) throw std::runtime_error("pipe");
   posix_spawn_file_actions_t actions;
@@ -68,6 +68,7 @@ run_result run_slix(const std::vector<std::string>& args, const std::string& std
   posix_spawn_file_actions_adddup2(&actions, err_pipe[1], 2);
   for (int fd : {in_pipe[0], in_pipe[1], out_pipe[0], out_pipe[1], err_pipe[0], err_pipe[1]})
     posix_spawn_file_actions_addclose(&actions, fd);
+  if (!cwd.empty()) posix_spawn_file_actions_addchdir_np(&actions, cwd.c_str());
   std::vector<std::string> storage{SLIX_BINARY};
   storage.insert(storage.end(), args.begin(), args.end());
   std::vector<char*> argv;

@@ -16,7 +16,9 @@ struct run_result {
 
 // Runs the slix binary with `args` (argv[0] is added), standard input fed
 // from `stdin_text`, and captures both output streams.
-run_result run_slix(const std::vector<std::string>& args, const std::string& stdin_text = "");
+// `cwd`, when not empty, is the working folder of the run.
+run_result run_slix(const std::vector<std::string>& args, const std::string& stdin_text = "",
+                    const std::string& cwd = "");
 
 // A fresh folder under the system temporary folder, removed with its content
 // when the object dies.

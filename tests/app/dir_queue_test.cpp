@@ -1,0 +1,49 @@
+#include <gtest/gtest.h>
+
+#include "app/dir_queue.h"
+
+namespace {
+
+dir_work_item item(uint64_t entry, const std::string& path, uint32_t level = 0) {
+  return dir_work_item{entry, 1, 1, path, level};
+}
+
+TEST(dir_queue, takes_ascending_entries_once_and_keeps_the_longer_path) {
+  dir_queue queue;
+  queue.add(item(40, "\\b\\"));
+  queue.add(item(35, "\\a\\"));
+  queue.add(item(40, "\\longer\\b\\"));
+  queue.add(item(40, "\\c\\"));  // shorter than the waiting path: ignored
+  auto first = queue.take_next();
+  ASSERT_TRUE(first);
+  EXPECT_EQ(first->entry, 35u);
+  queue.add(item(30, "\\found-later\\"));  // a lower entry found later is taken first
+  EXPECT_EQ(queue.take_next()->entry, 30u);
+  auto second = queue.take_next();
+  EXPECT_EQ(second->entry, 40u);
+  EXPECT_EQ(second->path, "\\longer\\b\\");
+  queue.add(item(35, "\\again\\"));  // already analysed
+  EXPECT_TRUE(queue.empty());
+  EXPECT_FALSE(queue.take_next());
+}
+
+TEST(target_path, normalisation_of_roots_quotes_and_doubled_backslashes) {
+  EXPECT_EQ(normalise_target_path("c:\\"), "\\");
+  EXPECT_EQ(normalise_target_path("\\"), "\\");
+  EXPECT_EQ(normalise_target_path("\""), "\\");
+  EXPECT_EQ(normalise_target_path("c:\\dir\\"), "c:\\dir");
+  EXPECT_EQ(normalise_target_path("c:\\\\dir\\\\\\\\sub"), "c:\\dir\\sub");
+  EXPECT_EQ(normalise_target_path("dir/sub"), "dir/sub");
+  EXPECT_EQ(with_trailing_backslash("\\dir"), "\\dir\\");
+  EXPECT_EQ(with_trailing_backslash("\\dir\\"), "\\dir\\");
+}
+
+TEST(status_text, long_paths_are_cut_at_a_backslash) {
+  EXPECT_EQ(parsing_status_text("\\short\\"), "parsing: \\short\\");
+  const std::string deep = "\\" + std::string(60, 'a') + "\\leaf\\";
+  EXPECT_EQ(parsing_status_text(deep), "parsing: ...\\leaf\\");
+  const std::string flat(70, 'x');
+  EXPECT_EQ(parsing_status_text(flat), "parsing: " + std::string(50, 'x'));
+}
+
+}  // namespace
