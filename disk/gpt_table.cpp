@@ -1,0 +1,114 @@
+#include "disk/gpt_table.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "disk/partition_format.h"
+#include "disk/partition_types.h"
+#include "support/le_reader.h"
+#include "support/vk_string.h"
+
+namespace pf = partition_format;
+
+namespace {
+
+// Real tables hold 128 entries of 128 bytes (16 KiB).  A header may claim up
+// to 2^32 entries of 2^32 bytes; entries past this bound are not read, so a
+// hostile header can neither make the scanner allocate without bound nor
+// list millions of rows.
+constexpr uint64_t max_entry_array_bytes = 1 << 20;
+
+constexpr size_t gpt_name_units = pf::gpt_name_size / 2;
+
+uint64_t saturating_product(uint64_t a, uint64_t b) {
+  if (a != 0 && b > UINT64_MAX / a) return UINT64_MAX;
+  return a * b;
+}
+
+partition_record gpt_fixed_row(uint64_t start, uint64_t count, uint32_t sector_size, const char* description) {
+  partition_record row;
+  row.start_sector = start;
+  row.sector_count = count;
+  row.type = partition_type_gpt;
+  row.sector_size = sector_size;
+  row.is_gpt = true;
+  row.description = description;
+  return row;
+}
+
+void copy_guid(const vk::le_reader& entry, size_t off, std::array<uint8_t, 16>& guid) {
+  for (size_t i = 0; i < guid.size(); ++i) guid[i] = entry.u8(off + i);
+}
+
+bool is_unused(const std::array<uint8_t, 16>& type_guid) {
+  return std::all_of(type_guid.begin(), type_guid.end(), [](uint8_t b) { return b == 0; });
+}
+
+std::u16string read_entry_name(const vk::le_reader& entry) {
+  std::u16string name;
+  for (size_t i = 0; i < gpt_name_units; ++i) {
+    const uint16_t unit = entry.u16(pf::gpt_name + 2 * i);
+    if (unit == 0) break;
+    name.push_back(static_cast<char16_t>(unit));
+  }
+  return name;
+}
+
+partition_record gpt_entry_row(const vk::le_reader& entry, uint32_t sector_size) {
+  partition_record row = gpt_fixed_row(0, 0, sector_size, "gpt partition");
+  copy_guid(entry, pf::gpt_type_guid, row.type_guid);
+  copy_guid(entry, pf::gpt_unique_guid, row.unique_guid);
+  const uint64_t first = entry.u64(pf::gpt_first_lba);
+  const uint64_t last = entry.u64(pf::gpt_last_lba);
+  row.start_sector = first;
+  // An inverted range is listed as an empty partition; a full one saturates.
+  const uint64_t span = last - first;
+  row.sector_count = last < first ? 0 : (span == UINT64_MAX ? span : span + 1);
+  row.attributes = entry.u64(pf::gpt_attributes);
+  row.gpt_name = read_entry_name(entry);
+  const vk::le_reader name_bytes = entry.sub(pf::gpt_name, pf::gpt_name_size);
+  row.label = vk::utf16le_to_utf8(name_bytes.bytes(), row.gpt_name.size());
+  return row;
+}
+
+void read_gpt_entries(disk& source, const vk::le_reader& header, uint32_t sector_size, partition_list& rows) {
+  const uint64_t entry_size = header.u32(pf::gpt_entry_size);
+  const uint64_t claimed = header.u32(pf::gpt_entry_count);
+  if (!header.ok() || entry_size < pf::gpt_min_entry_size) return;
+  const uint64_t count = std::min(claimed, max_entry_array_bytes / entry_size);
+  const uint64_t array_offset = saturating_product(header.u64(pf::gpt_entries_lba), sector_size);
+  if (count == 0 || array_offset >= source.size()) return;
+  std::vector<uint8_t> array(std::min<uint64_t>(count * entry_size, source.size() - array_offset));
+  const vk::le_reader entries(std::span<const uint8_t>(array.data(), source.read(array_offset, array)));
+  for (uint64_t i = 0; i < count && entries.has(i * entry_size, entry_size); ++i) {
+    const vk::le_reader entry = entries.sub(i * entry_size, entry_size);
+    std::array<uint8_t, 16> type_guid{};
+    copy_guid(entry, pf::gpt_type_guid, type_guid);
+    if (!is_unused(type_guid)) rows.push_back(gpt_entry_row(entry, sector_size));
+  }
+}
+
+}  // namespace
+
+uint32_t mbr_sector_size_from_signature(std::span<const uint8_t> head, bool include_512) {
+  const vk::le_reader reader(head);
+  if (include_512 && reader.u16(pf::mbr_signature) == pf::boot_signature) return pf::mbr_size;
+  for (uint32_t size : pf::large_sector_sizes)
+    if (reader.u16(size - 2) == pf::boot_signature) return size;
+  return 0;
+}
+
+bool read_gpt_table(disk& source, partition_list& rows) {
+  std::vector<uint8_t> probe(pf::gpt_header_probe);
+  probe.resize(source.read(0, probe));
+  const uint32_t sector_size = mbr_sector_size_from_signature(probe, true);
+  if (sector_size == 0) return false;
+  const vk::le_reader header = vk::le_reader(probe).from(sector_size);
+  if (header.u64(pf::gpt_current_lba) != 1 || !header.ok()) return false;
+  rows.push_back(gpt_fixed_row(0, 1, sector_size, "protective_mbr"));
+  rows.push_back(gpt_fixed_row(1, 1, sector_size, "gpt header"));
+  rows.push_back(gpt_fixed_row(pf::gpt_entries_row_start, pf::gpt_entries_row_count, sector_size,
+                               "gpt partition entries"));
+  read_gpt_entries(source, header, sector_size, rows);
+  return true;
+}

@@ -1,0 +1,57 @@
+#include "disk/image_disk.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace {
+
+// The length of an open source: the file size, or for a block device (whose
+// st_size is 0) the end found by seeking.
+bool source_length(int fd, uint64_t& length) {
+  struct stat info {};
+  if (::fstat(fd, &info) != 0) return false;
+  if (S_ISREG(info.st_mode)) {
+    length = static_cast<uint64_t>(info.st_size);
+    return true;
+  }
+  if (!S_ISBLK(info.st_mode)) return false;
+  const off_t end = ::lseek(fd, 0, SEEK_END);
+  if (end < 0) return false;
+  length = static_cast<uint64_t>(end);
+  return true;
+}
+
+}  // namespace
+
+image_disk::image_disk(const std::string& path) {
+  if (path.empty()) return;
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return;
+  if (!source_length(fd, m_size)) {
+    ::close(fd);
+    m_size = 0;
+    return;
+  }
+  m_fd = fd;
+}
+
+image_disk::~image_disk() {
+  if (m_fd >= 0) ::close(m_fd);
+}
+
+size_t image_disk::read(uint64_t offset, std::span<uint8_t> buffer) {
+  if (m_fd < 0 || offset >= m_size) return 0;
+  const size_t wanted = static_cast<size_t>(std::min<uint64_t>(buffer.size(), m_size - offset));
+  size_t done = 0;
+  while (done < wanted) {
+    const ssize_t n = ::pread(m_fd, buffer.data() + done, wanted - done, static_cast<off_t>(offset + done));
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    done += static_cast<size_t>(n);
+  }
+  return done;
+}

@@ -1,0 +1,85 @@
+// On-disk layout of the structures the partition scanner reads: the master
+// and extended boot records, the GPT header and its entries, the volume boot
+// sector fields used to recognise a file system, and the ext superblock
+// magic.  Every offset into these structures is named here and nowhere else.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace partition_format {
+
+constexpr uint16_t boot_signature = 0xAA55;
+
+// Master boot record and extended boot record (the same 512-byte layout;
+// with larger sectors the table stays at 446 and the signature moves to the
+// last two bytes of the sector).
+constexpr size_t mbr_size = 512;
+constexpr size_t mbr_table = 446;  // four 16-byte partition entries
+constexpr size_t mbr_entry_size = 16;
+constexpr size_t mbr_entry_count = 4;
+constexpr size_t mbr_signature = 510;  // u16 0xAA55 in a 512-byte sector
+
+// One MBR partition entry, offsets from the start of the entry.
+constexpr size_t mbr_entry_type = 4;  // u8 partition type
+constexpr size_t mbr_entry_start_lba = 8;  // u32 first sector, relative to the table's base
+constexpr size_t mbr_entry_sector_count = 12;  // u32
+
+constexpr uint8_t mbr_type_extended_chs = 0x05;
+constexpr uint8_t mbr_type_extended_lba = 0x0F;
+constexpr uint8_t mbr_type_gpt_protective = 0xEE;
+
+// Volume boot sector, offsets from the start of the volume.
+constexpr size_t vbr_oem_name = 3;  // 8 bytes: "NTFS    ", "EXFAT   ", "MSDOS5.0" ...
+constexpr size_t vbr_oem_name_size = 8;
+constexpr size_t vbr_oem_prefix_size = 4;  // "NTFS", "EXFA", "MSDO" tell a boot sector from an MBR
+constexpr size_t vbr_ntfs_probe_size = 36;  // enough of a boot sector to read its OEM name
+
+// FAT BIOS parameter block, offsets from the start of the boot sector.
+constexpr size_t bpb_bytes_per_sector = 11;  // u16
+constexpr size_t bpb_sectors_per_cluster = 13;  // u8
+constexpr size_t bpb_reserved_sectors = 14;  // u16
+constexpr size_t bpb_fat_count = 16;  // u8
+constexpr size_t bpb_root_entries = 17;  // u16, 0 on FAT32
+constexpr size_t bpb_total_sectors_16 = 19;  // u16, 0 when the 32-bit count is used
+constexpr size_t bpb_sectors_per_fat_16 = 22;  // u16, 0 on FAT32
+constexpr size_t bpb_total_sectors_32 = 32;  // u32
+constexpr size_t bpb_sectors_per_fat_32 = 36;  // u32, FAT32 only
+constexpr size_t fat_dir_entry_size = 32;
+// A FAT volume with fewer clusters than these is FAT12, then FAT16, else FAT32.
+constexpr uint64_t fat12_cluster_limit = 4085;
+constexpr uint64_t fat16_cluster_limit = 65525;
+
+// ext2/3/4: the superblock starts at byte 1024 and holds its magic at 56.
+constexpr size_t ext_magic = 1024 + 56;  // u16 0xEF53
+constexpr uint16_t ext_magic_value = 0xEF53;
+
+// GPT header, offsets from the start of LBA 1.
+constexpr size_t gpt_current_lba = 24;  // u64, 1 in the primary header
+constexpr size_t gpt_entries_lba = 72;  // u64 first sector of the entry array
+constexpr size_t gpt_entry_count = 80;  // u32
+constexpr size_t gpt_entry_size = 84;  // u32, 128 in practice
+constexpr size_t gpt_header_probe = 32768;  // bytes read at 0 to find the sector size and header
+
+// GPT partition entry, offsets from the start of the entry.
+constexpr size_t gpt_type_guid = 0;  // 16 bytes, all zero for an unused entry
+constexpr size_t gpt_unique_guid = 16;  // 16 bytes
+constexpr size_t gpt_first_lba = 32;  // u64
+constexpr size_t gpt_last_lba = 40;  // u64, inclusive
+constexpr size_t gpt_attributes = 48;  // u64
+constexpr size_t gpt_name = 56;  // UTF-16LE, 72 bytes, NUL-padded
+constexpr size_t gpt_name_size = 72;
+constexpr size_t gpt_guid_size = 16;
+constexpr size_t gpt_min_entry_size = gpt_name + gpt_name_size;  // 128
+
+// The fixed rows that stand for the GPT's own structures, in sectors.
+constexpr uint64_t gpt_entries_row_start = 2;
+constexpr uint64_t gpt_entries_row_count = 32;
+
+// Sector sizes an MBR can be written for, found by where its signature sits
+// (the last two bytes of the first sector).
+constexpr std::array<uint32_t, 5> large_sector_sizes = {1024, 2048, 4096, 8192, 16384};
+constexpr size_t layout_probe_size = 16384;  // bytes read at 0 to decide the layout
+
+}  // namespace partition_format

@@ -1,0 +1,43 @@
+// The partition scanner: lists what lies on a disk (MBR with its extended
+// chain, GPT, or a bare volume with no table) as rows in sectors, with the
+// unallocated gaps between them.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "disk/disk.h"
+
+struct partition_record {
+  uint64_t start_sector = 0;
+  uint64_t sector_count = 0;
+  // The MBR type byte, 0xEE for GPT rows, 0 for gaps; a type guessed from the
+  // partition's content has partition_type_guessed set.
+  uint16_t type = 0;
+  uint32_t sector_size = 512;
+  bool is_gpt = false;
+  bool whole_disk_is_volume = false;
+  std::string description;  // "primary", "logical", "unalloc", "gpt header", ...
+  std::string label;  // the GPT entry name as UTF-8
+  std::array<uint8_t, 16> type_guid{};
+  std::array<uint8_t, 16> unique_guid{};
+  uint64_t attributes = 0;
+  std::u16string gpt_name;  // up to 36 UTF-16 units, without the NUL padding
+
+  // Byte offsets on the disk, saturated at the top of the 64-bit range so
+  // that a hostile LBA can never wrap round to a small offset.
+  uint64_t byte_offset() const;
+  uint64_t end_byte() const;
+  uint64_t end_sector() const;
+};
+
+// The rows in the order the tables list them, followed by the "unalloc" gaps
+// in ascending order.
+using partition_list = std::vector<partition_record>;
+
+// Scans `source`.  With `search` set, a disk with no recognisable first
+// sector is searched for a displaced MBR in its first MiB.  False when the
+// first sectors cannot be read or no partition is found.
+bool scan_partitions(disk& source, bool search, partition_list& rows);

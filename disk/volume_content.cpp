@@ -1,0 +1,120 @@
+#include "disk/volume_content.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "disk/partition_format.h"
+#include "disk/partition_types.h"
+#include "support/le_reader.h"
+
+namespace pf = partition_format;
+
+namespace {
+
+bool has_text_at(std::span<const uint8_t> bytes, size_t off, std::string_view text) {
+  if (off > bytes.size() || text.size() > bytes.size() - off) return false;
+  return std::equal(text.begin(), text.end(), bytes.begin() + static_cast<std::ptrdiff_t>(off),
+                    [](char c, uint8_t b) { return static_cast<uint8_t>(c) == b; });
+}
+
+bool is_power_of_two(uint64_t v) { return v != 0 && (v & (v - 1)) == 0; }
+
+// A FAT boot sector is told apart by its BIOS parameter block, whatever OEM
+// name the formatting tool wrote.  The FAT kind follows from the number of
+// data clusters, the only test the FAT format itself defines.
+volume_content classify_fat(const vk::le_reader& boot) {
+  if (boot.u16(pf::mbr_signature) != pf::boot_signature) return volume_content::unknown;
+  const uint64_t bytes_per_sector = boot.u16(pf::bpb_bytes_per_sector);
+  const uint64_t per_cluster = boot.u8(pf::bpb_sectors_per_cluster);
+  const uint64_t reserved = boot.u16(pf::bpb_reserved_sectors);
+  const uint64_t fats = boot.u8(pf::bpb_fat_count);
+  const uint64_t root_entries = boot.u16(pf::bpb_root_entries);
+  const uint64_t total16 = boot.u16(pf::bpb_total_sectors_16);
+  const uint64_t fat16_size = boot.u16(pf::bpb_sectors_per_fat_16);
+  const uint64_t total = total16 != 0 ? total16 : boot.u32(pf::bpb_total_sectors_32);
+  const uint64_t fat_size = fat16_size != 0 ? fat16_size : boot.u32(pf::bpb_sectors_per_fat_32);
+  if (!boot.ok() || bytes_per_sector < 512 || bytes_per_sector > 4096 || !is_power_of_two(bytes_per_sector) ||
+      !is_power_of_two(per_cluster) || reserved == 0 || fats == 0 || fat_size == 0)
+    return volume_content::unknown;
+  const uint64_t root_sectors = (root_entries * pf::fat_dir_entry_size + bytes_per_sector - 1) / bytes_per_sector;
+  const uint64_t meta = reserved + fats * fat_size + root_sectors;
+  if (total <= meta) return volume_content::unknown;
+  const uint64_t clusters = (total - meta) / per_cluster;
+  if (clusters < pf::fat12_cluster_limit) return volume_content::fat12;
+  if (clusters < pf::fat16_cluster_limit) return volume_content::fat16;
+  return volume_content::fat32;
+}
+
+// The type a content guess stands for, 0 when the content names none.  An
+// exFAT volume has no type byte of its own apart from 0x07, which it shares
+// with NTFS; guessing 0x07 would make an exFAT volume pass for NTFS.
+uint16_t guessed_type_of(volume_content content) {
+  switch (content) {
+    case volume_content::ntfs: return 0x07;
+    case volume_content::fat12: return 0x01;
+    case volume_content::fat16: return 0x04;
+    case volume_content::fat32: return 0x0B;
+    case volume_content::ext: return 0x83;
+    case volume_content::exfat:
+    case volume_content::unknown: return 0;
+  }
+  return 0;
+}
+
+// True when a word of the type's name begins with `prefix`: "fat" matches
+// "hidden fat16" but not "ntfs or exfat".
+bool name_has_word(uint16_t type, std::string_view prefix) {
+  const std::string name = partition_type_name(type);
+  size_t word = 0;
+  while (true) {
+    if (name.compare(word, prefix.size(), prefix) == 0) return true;
+    const size_t blank = name.find(' ', word);
+    if (blank == std::string::npos) return false;
+    word = blank + 1;
+  }
+}
+
+bool table_agrees(uint16_t table_type, volume_content content) {
+  switch (content) {
+    case volume_content::ntfs: return name_has_word(table_type, "ntfs");
+    case volume_content::fat12:
+    case volume_content::fat16:
+    case volume_content::fat32: return name_has_word(table_type, "fat");
+    case volume_content::ext: return name_has_word(table_type, "linux");
+    case volume_content::exfat:
+    case volume_content::unknown: return true;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool is_volume_boot_sector(std::span<const uint8_t> sector) {
+  for (std::string_view oem : {"EXFA", "MSDO", "NTFS"})
+    if (has_text_at(sector, pf::vbr_oem_name, oem)) return true;
+  return false;
+}
+
+bool is_ntfs_boot_sector(std::span<const uint8_t> sector) { return has_text_at(sector, pf::vbr_oem_name, "NTFS    "); }
+
+bool is_master_boot_record(std::span<const uint8_t> sector) {
+  const vk::le_reader reader(sector);
+  return reader.u16(pf::mbr_signature) == pf::boot_signature && reader.ok() && !is_volume_boot_sector(sector);
+}
+
+volume_content classify_volume_content(std::span<const uint8_t> first_bytes) {
+  if (is_ntfs_boot_sector(first_bytes)) return volume_content::ntfs;
+  if (has_text_at(first_bytes, pf::vbr_oem_name, "EXFAT   ")) return volume_content::exfat;
+  const vk::le_reader reader(first_bytes);
+  const volume_content fat = classify_fat(reader);
+  if (fat != volume_content::unknown) return fat;
+  if (reader.u16(pf::ext_magic) == pf::ext_magic_value && reader.ok()) return volume_content::ext;
+  return volume_content::unknown;
+}
+
+uint16_t type_after_content(uint16_t table_type, volume_content content) {
+  const uint16_t guess = guessed_type_of(content);
+  if (guess == 0 || table_agrees(table_type, content)) return table_type;
+  return partition_type_guessed | guess;
+}
