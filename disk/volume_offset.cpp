@@ -1,0 +1,114 @@
+#include "disk/volume_offset.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "disk/partition_format.h"
+#include "disk/partition_types.h"
+#include "disk/vk_disk_structs.h"
+#include "disk/volume_content.h"
+#include "support/message.h"
+
+namespace pf = partition_format;
+
+namespace {
+
+using ull = unsigned long long;
+
+// A disk with no partition table may be one NTFS volume from its first byte.
+bool starts_with_ntfs_boot_sector(disk& source) {
+  std::vector<uint8_t> head(pf::vbr_ntfs_probe_size);
+  return source.read_exact(0, head) && is_ntfs_boot_sector(head);
+}
+
+void print_listing(const partition_list& rows) {
+  vk::print_message("\n");
+  for (const partition_record& row : rows)
+    vk::print_message("volume offset [ 0x%llx ] : %s\n", static_cast<ull>(row.byte_offset()),
+                      partition_type_name(row.type).c_str());
+  vk::print_message("\n");
+}
+
+// The row the requested offset selects, and the last NTFS row seen before it.
+struct row_walk {
+  const partition_record* selected = nullptr;
+  std::optional<uint64_t> suggestion;
+};
+
+row_walk walk_rows(const partition_list& rows, uint64_t requested, uint64_t disk_size) {
+  row_walk walk;
+  for (const partition_record& row : rows) {
+    const uint64_t offset = row.byte_offset();
+    if (offset == requested) {
+      walk.selected = &row;
+      return walk;
+    }
+    if (!names_ntfs(partition_type_name(row.type))) continue;
+    walk.suggestion = offset;
+    if (offset > disk_size) vk::print_message("volume offset 0x%llx is not within image bounds\n", static_cast<ull>(offset));
+  }
+  return walk;
+}
+
+bool scan_or_search(disk& source, partition_list& rows, bool& bare_ntfs) {
+  if (scan_partitions(source, false, rows)) return true;
+  if (starts_with_ntfs_boot_sector(source)) {
+    bare_ntfs = true;
+    return true;
+  }
+  if (!scan_partitions(source, true, rows)) {
+    vk::print_message("couldn't find any partitions on disk\n");
+    return false;
+  }
+  vk::print_message("disk is corrupted, partition info questionable\n");
+  return true;
+}
+
+}  // namespace
+
+bool check_volume_offset(disk& source, uint64_t requested, bool ignore_image_size, uint64_t& offset_out,
+                         bool& found_ntfs) {
+  found_ntfs = false;
+  const uint64_t disk_size = source.size();
+  if (requested > disk_size) {
+    vk::print_message("volume offset 0x%llx is not within image bounds\n", static_cast<ull>(requested));
+    return false;
+  }
+  partition_list rows;
+  bool bare_ntfs = false;
+  if (!scan_or_search(source, rows, bare_ntfs)) return false;
+  if (bare_ntfs) {
+    found_ntfs = true;
+    offset_out = 0;
+    return true;
+  }
+  const row_walk walk = walk_rows(rows, requested, disk_size);
+  found_ntfs = walk.suggestion.has_value();
+  if (walk.selected != nullptr) {
+    const std::string name = partition_type_name(walk.selected->type);
+    if (!names_ntfs(name)) {
+      vk::print_message("volume offset selected 0x%llx is not a NTFS partition, but [%s]\n",
+                        static_cast<ull>(requested), name.c_str());
+    } else {
+      found_ntfs = true;
+      if (disk_size < walk.selected->end_byte() && !ignore_image_size) {
+        vk::print_message(
+            "volume offset 0x%llx is a NTFS partition, however image size does not encapsulate entire volume\n",
+            static_cast<ull>(requested));
+        return false;
+      }
+      offset_out = requested;
+      return true;
+    }
+  }
+  print_listing(rows);
+  if (walk.suggestion) {
+    offset_out = *walk.suggestion;
+    vk::print_message("use option [-offset 0x%llx]\n", static_cast<ull>(*walk.suggestion));
+  } else {
+    vk::print_message("prob detecting ntfs partition\n");
+  }
+  return false;
+}

@@ -1,0 +1,90 @@
+#include "disk/volume_source.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "disk/image_disk.h"
+#include "disk/physical_drive.h"
+#include "disk_test_support.h"
+
+namespace {
+
+TEST(image_disk, reads_short_at_the_end_and_nothing_past_it) {
+  slix_test::temp_dir tmp;
+  std::vector<uint8_t> bytes(3000);
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(i * 7);
+  slix_test::write_file(tmp.file("img"), bytes);
+  image_disk source(tmp.file("img"));
+  ASSERT_TRUE(source.is_open());
+  EXPECT_EQ(source.size(), 3000u);
+  std::vector<uint8_t> buf(1024);
+  EXPECT_EQ(source.read(2500, buf), 500u);
+  EXPECT_EQ(buf[0], bytes[2500]);
+  EXPECT_EQ(buf[499], bytes[2999]);
+  EXPECT_FALSE(source.read_exact(2500, buf));
+  EXPECT_TRUE(source.read_exact(1976, buf));
+  EXPECT_EQ(source.read(3000, buf), 0u);
+  EXPECT_EQ(source.read(UINT64_MAX, buf), 0u);
+}
+
+TEST(image_disk, opens_only_files_that_exist) {
+  slix_test::temp_dir tmp;
+  EXPECT_FALSE(image_disk(tmp.file("missing")).is_open());
+  EXPECT_FALSE(image_disk(tmp.path()).is_open());
+  EXPECT_FALSE(image_disk("").is_open());
+}
+
+TEST(volume_source, image_that_cannot_be_opened_is_named) {
+  disk_test::stderr_capture capture;
+  EXPECT_EQ(open_image_source(""), nullptr);
+  EXPECT_EQ(open_image_source("/nonexistent/disk.raw"), nullptr);
+  EXPECT_EQ(capture.text(), "invalid image: /nonexistent/disk.raw\n");
+}
+
+TEST(volume_source, opens_the_image_and_checks_the_offset) {
+  slix_test::temp_dir tmp;
+  indx_options options;
+  options.image_file = tmp.file("disk.raw");
+  ASSERT_TRUE(slix_test::gunzip(slix_test::fixture("disk/mbr-ntfs-1m.raw.gz"), options.image_file));
+  options.volume_offset = 0x100000;
+  options.offset_given = true;
+  std::unique_ptr<disk> source;
+  uint64_t offset = 0;
+  ASSERT_TRUE(open_volume_source(options, source, offset));
+  ASSERT_NE(source, nullptr);
+  EXPECT_EQ(offset, 0x100000u);
+  EXPECT_EQ(source->size(), 4u * 1024 * 1024);
+
+  options.volume_offset = 0x200;
+  disk_test::stderr_capture capture;
+  EXPECT_FALSE(open_volume_source(options, source, offset));
+  EXPECT_EQ(source, nullptr);
+  EXPECT_NE(capture.text().find("use option [-offset 0x100000]\n"), std::string::npos);
+}
+
+TEST(physical_drive, maps_numbers_to_devices) {
+  slix_test::temp_dir dev;
+  for (const char* name : {"sdb", "vdc", "nvme3n1"}) slix_test::write_text(dev.file(name), "");
+  EXPECT_EQ(drive_device_path("1", dev.path()), dev.file("sdb"));
+  EXPECT_EQ(drive_device_path("2", dev.path()), dev.file("vdc"));
+  EXPECT_EQ(drive_device_path("3", dev.path()), dev.file("nvme3n1"));
+  EXPECT_EQ(drive_device_path("0", dev.path()), "");
+  EXPECT_EQ(drive_device_path("x1", dev.path()), "");
+  EXPECT_EQ(partition_device_path("/dev/sda", "2"), "/dev/sda2");
+  EXPECT_EQ(partition_device_path("/dev/nvme0n1", "1"), "/dev/nvme0n1p1");
+  EXPECT_EQ(partition_device_path("/dev/sda", "0"), "");
+  EXPECT_EQ(partition_device_path("", "1"), "");
+}
+
+TEST(physical_drive, missing_drive_is_reported) {
+  slix_test::temp_dir dev;
+  slix_test::write_text(dev.file("sda1"), "");
+  disk_test::stderr_capture capture;
+  EXPECT_EQ(open_drive_source("7", "", dev.path()), nullptr);
+  EXPECT_EQ(open_drive_source("", "2", dev.path()), nullptr);
+  EXPECT_EQ(capture.text(), "problems accessing physical disk #7, aborting \nproblems accessing physical disk #2, aborting \n");
+}
+
+}  // namespace
