@@ -75,9 +75,13 @@ void merge_slack_entry(entry_report& report, const entry_stores& stores, indx_en
 }  // namespace
 
 std::string identity_key(const indx_entry& entry) {
-  const auto time = [](uint64_t value) { return "_" + vk::dec(value, identity_time_width); };
-  return vk::to_lower(entry.name + time(entry.modified()) + time(entry.accessed()) + time(entry.mft_changed()) +
-                      time(entry.created()));
+  std::string key = vk::to_lower(entry.name);
+  key.reserve(key.size() + 4 * 21);
+  for (const uint64_t time : {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()}) {
+    key += '_';
+    key += vk::dec(time, identity_time_width);
+  }
+  return key;
 }
 
 bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_type, uint64_t max_plausible_entry) {

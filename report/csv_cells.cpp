@@ -6,10 +6,38 @@ std::string csv_separator_of(const indx_options& options) {
   return options.no_whitespace ? vk::replace_all(options.csv_separator, " ", "") : options.csv_separator;
 }
 
+namespace {
+
+bool needs_quotes(std::string_view cell, std::string_view separator) {
+  for (char c : cell) {
+    if (c == '"' || c == '\r' || c == '\n') return true;
+  }
+  return !separator.empty() && cell.find(separator) != std::string_view::npos;
+}
+
+// Appends the cell, quoted RFC 4180 style when it must be; returns the
+// number of characters appended.
+size_t append_csv_cell(std::string& out, std::string_view cell, std::string_view separator) {
+  if (!needs_quotes(cell, separator)) {
+    out.append(cell);
+    return utf8_length(cell);
+  }
+  const size_t start = out.size();
+  out.push_back('"');
+  for (char c : cell) {
+    if (c == '"') out.push_back('"');
+    out.push_back(c);
+  }
+  out.push_back('"');
+  return utf8_length(std::string_view(out).substr(start));
+}
+
+}  // namespace
+
 std::string quote_csv_cell(std::string_view cell, std::string_view separator) {
-  const bool holds_separator = !separator.empty() && cell.find(separator) != std::string_view::npos;
-  if (!holds_separator && cell.find_first_of("\"\r\n") == std::string_view::npos) return std::string(cell);
-  return "\"" + vk::replace_all(cell, "\"", "\"\"") + "\"";
+  std::string out;
+  append_csv_cell(out, cell, separator);
+  return out;
 }
 
 size_t utf8_length(std::string_view text) {
@@ -26,9 +54,7 @@ void csv_line::add(std::string_view cell, size_t width) {
     m_text += m_separator;
   }
   m_empty = false;
-  const std::string quoted = quote_csv_cell(cell, m_separator);
-  m_text += quoted;
-  const size_t length = utf8_length(quoted);
+  const size_t length = append_csv_cell(m_text, cell, m_separator);
   m_pending_padding = width > length ? width - length : 0;
 }
 

@@ -1,6 +1,6 @@
 #include "support/vk_string.h"
 
-#include <cstdio>
+#include <charconv>
 
 namespace vk {
 
@@ -31,17 +31,25 @@ std::string replace_all(std::string_view text, std::string_view from, std::strin
   return out;
 }
 
-std::string hex(uint64_t value, int width) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%0*llx", width, static_cast<unsigned long long>(value));
-  return buf;
+namespace {
+
+// Number formatting sits on the hot path of every report line, so it avoids
+// the printf machinery.
+std::string zero_filled(uint64_t value, int width, int base) {
+  char digits[24];
+  const auto result = std::to_chars(digits, digits + sizeof digits, value, base);
+  const size_t length = static_cast<size_t>(result.ptr - digits);
+  const size_t fill = width > 0 && static_cast<size_t>(width) > length ? static_cast<size_t>(width) - length : 0;
+  std::string out(fill, '0');
+  out.append(digits, length);
+  return out;
 }
 
-std::string dec(uint64_t value, int width) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%0*llu", width, static_cast<unsigned long long>(value));
-  return buf;
-}
+}  // namespace
+
+std::string hex(uint64_t value, int width) { return zero_filled(value, width, 16); }
+
+std::string dec(uint64_t value, int width) { return zero_filled(value, width, 10); }
 
 namespace {
 
