@@ -60,7 +60,8 @@ void merge_slack_entry(entry_report& report, const entry_stores& stores, indx_en
     stored->second.annotation = annotation;
     entry.annotation = annotation;
   } else if (stored->second.is_valid) {
-    entry.annotation = annotation.empty() ? annotation_exists : std::string(annotation_exists) + " [" + annotation + "]";
+    entry.annotation =
+        annotation.empty() ? annotation_exists : std::string(annotation_exists) + " [" + annotation + "]";
   } else {
     entry.annotation = annotation;
     if (should_replace(stored->second, entry, directory)) {

@@ -9,8 +9,10 @@ namespace {
 // A used size past the last byte of a 4096-byte record cannot describe a
 // real node: such a node yields no valid entries (its slack is still carved).
 constexpr int64_t max_used_size = 4095;
-// Entries and keys longer than this do not occur in a $I30 node (the longest
-// name, 255 units, gives 82 + 510 bytes of entry); a larger value is damage.
+// A longer entry or key is taken as damage and ends the walk.  Names over 215
+// units make real entries longer than this (255 units take 592 bytes); the
+// walk ends at them too, and they and the live entries behind them are then
+// found by the slack carver.
 constexpr uint16_t max_entry_length = 512;
 constexpr uint16_t max_key_length = 512;
 // The walk goes on only while the following entry announces a length in this
@@ -21,7 +23,7 @@ constexpr uint16_t max_next_length = 1024;
 const char* const name_not_present = "<name not present>";
 
 struct walk_result {
-  size_t stop = 0;  // node offset where the walk stopped: slack starts here
+  size_t stop = 0;            // node offset where the walk stopped: slack starts here
   mft_ref directory_ref = 0;  // the reference the slack carver searches for
 };
 
@@ -48,8 +50,8 @@ indx_entry decode_valid_entry(const vk::le_reader& entry, uint64_t offset) {
 }
 
 // Walks the live entries from node offset `first` on, storing each one.
-walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node,
-                               size_t first, uint64_t base_offset) {
+walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node, size_t first,
+                               uint64_t base_offset) {
   walk_result walk{first, directory_ref};
   int64_t remaining = node.u32(indx_format::node_used_size);
   bool first_entry = true;
@@ -79,8 +81,8 @@ walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, cons
 
 }  // namespace
 
-bool parse_index_node(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node_view,
-                      uint64_t base_offset, bool carve_slack) {
+bool parse_index_node(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node_view, uint64_t base_offset,
+                      bool carve_slack) {
   // A reader of our own, so failed reads past the node never mark the caller's.
   const vk::le_reader node(node_view.bytes());
   // A node too short for its own header is treated like a missing one.

@@ -31,7 +31,8 @@ constexpr std::string_view earliest_plausible_date = "01/01/1986";
 constexpr std::string_view latest_plausible_date = "01/01/2100";
 
 // A parent-reference hit must leave room for the 16-byte entry head before it
-// and for the key's fixed fields up to the attribute flags after it.
+// and for 58 bytes of key from it on: the times, the sizes and part of the
+// attribute flags.
 constexpr uint64_t parent_hit_min = fmt::ent_key;
 constexpr uint64_t parent_hit_room = 58;
 
@@ -42,9 +43,9 @@ constexpr uint64_t time_hit_room = 4 * sizeof(uint64_t);
 
 // The positions a timestamp hit may hold in an entry, tried in this order:
 // created, modified, MFT-changed, accessed.
-constexpr std::array<uint64_t, 4> time_positions = {
-    fmt::ent_key + fmt::key_created, fmt::ent_key + fmt::key_modified,
-    fmt::ent_key + fmt::key_mft_changed, fmt::ent_key + fmt::key_accessed};
+constexpr std::array<uint64_t, 4> time_positions = {fmt::ent_key + fmt::key_created, fmt::ent_key + fmt::key_modified,
+                                                    fmt::ent_key + fmt::key_mft_changed,
+                                                    fmt::ent_key + fmt::key_accessed};
 
 // Two candidates closer than the smallest entry (head and key without a name)
 // cannot both be entries; the overlap rules use this span.
@@ -58,9 +59,6 @@ constexpr uint64_t min_emitted_room = fmt::entry_min_size + 2;
 // are rare, and the limit keeps runs of random bytes from passing as entries.
 constexpr uint8_t max_carved_name_units = 64;
 constexpr uint8_t max_name_space = 3;  // 0 POSIX ... 3 Win32+DOS
-
-// Key bytes an entry with an n-unit name needs: 66 fixed bytes and the name.
-constexpr uint32_t key_bytes_for(uint32_t units) { return 2 * (units + fmt::key_name / 2); }
 
 constexpr std::string_view name_trim_chars = " \t\r\n";
 
@@ -139,20 +137,16 @@ std::optional<indx_entry> carve_entry(const vk::le_reader& slack, uint64_t q, ui
 
 }  // namespace
 
-bool is_plausible_entry(const vk::le_reader& entry, uint32_t length_limit, bool strict) {
+bool is_plausible_entry(const vk::le_reader& entry) {
   if (is_terminating_entry(entry)) return true;
   const uint16_t length = entry.u16(fmt::ent_length);
   const uint16_t key_length = entry.u16(fmt::ent_key_length);
   const uint16_t flags = entry.u16(fmt::ent_flags);
   if (flags > fmt::entry_flag_last || key_length == 0 || length == 0 || key_length > length) return false;
-  const bool limited = length_limit > 0;
-  if (limited && strict && length > length_limit) return false;
   const uint8_t units = entry.u8(fmt::ent_key + fmt::key_name_length);
   if (entry.u16(fmt::ent_reserved) != 0 || entry.u8(fmt::ent_key + fmt::key_namespace) > max_name_space) return false;
   if (units < 1 || units > max_carved_name_units) return false;
-  if (entry.u64(fmt::ent_key + fmt::key_alloc_size) < entry.u64(fmt::ent_key + fmt::key_real_size)) return false;
-  if (strict && key_length < key_bytes_for(units)) return false;
-  return !limited || length_limit >= key_bytes_for(units);
+  return entry.u64(fmt::ent_key + fmt::key_alloc_size) >= entry.u64(fmt::ent_key + fmt::key_real_size);
 }
 
 bool insert_candidate(std::set<uint64_t>& candidates, uint64_t q) {

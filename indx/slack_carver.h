@@ -17,10 +17,10 @@
 void carve_node_slack(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& slack,
                       uint64_t slack_base_offset);
 
-// The plausibility test for bytes presumed to start an index entry.  A
-// positive `length_limit` together with `strict` also bounds the entry length
-// and requires a key long enough for the name; the carver uses neither.
-bool is_plausible_entry(const vk::le_reader& entry, uint32_t length_limit = 0, bool strict = false);
+// The plausibility test for bytes presumed to start an index entry: a
+// terminating entry, or sane lengths, flags, namespace, sizes and a name of
+// 1 to 64 units.
+bool is_plausible_entry(const vk::le_reader& entry);
 
 // Adds candidate offset `q` unless an overlap rule refuses it; true when added.
 bool insert_candidate(std::set<uint64_t>& candidates, uint64_t q);
