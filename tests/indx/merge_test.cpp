@@ -1,0 +1,123 @@
+#include "indx/merge.h"
+
+#include <gtest/gtest.h>
+
+#include "indx/entry_decode.h"
+#include "indx_test_builder.h"
+
+namespace {
+
+using indx_test::entry_spec;
+using indx_test::june_2023;
+
+indx_entry make_entry(const entry_spec& spec, bool valid, uint64_t offset = 0) {
+  const std::vector<uint8_t> bytes = indx_test::entry_bytes(spec);
+  indx_entry entry = decode_entry_fields(vk::le_reader(bytes));
+  entry.name = spec.name, entry.is_valid = valid, entry.offset = offset;
+  return entry;
+}
+void add_valid(entry_stores& stores, const entry_spec& spec) {
+  stores.valid.emplace(valid_store_key(spec.parent, spec.name), make_entry(spec, true));
+}
+void add_slack(entry_stores& stores, const entry_spec& spec, uint64_t offset = 0) {
+  stores.slack.emplace(mft_entry_of(spec.parent), make_entry(spec, false, offset));
+}
+entry_report merged(entry_stores& stores, uint64_t max_plausible_entry = ~0ULL, uint32_t attr_type = 0xA0) {
+  entry_report report;
+  EXPECT_EQ(merge_entries(report, stores, attr_type, max_plausible_entry), !stores.empty());
+  return report;
+}
+
+TEST(merge, slack_copy_is_compared_with_the_live_entry_of_its_name) {
+  struct annotation_case {
+    const char* annotation;
+    size_t dedup_size;
+    void (*change)(entry_spec&);
+  };
+  for (const annotation_case c :
+       {annotation_case{"exists [dup slack entry]", 1, [](entry_spec&) {}},
+        annotation_case{"exists [modified [name]]", 1, [](entry_spec& s) { s.name = "FILE.txt"; }},
+        annotation_case{"exists [modified [size]]", 1, [](entry_spec& s) { s.real_size = 7; }},
+        annotation_case{"modified [m..b]", 2, [](entry_spec& s) { s.modified += 9, s.created += 9; }},
+        annotation_case{"modified [..c.] [size]", 2, [](entry_spec& s) { s.changed += 9, s.real_size = 7; }},
+        annotation_case{"modified [.a..] [name]", 2, [](entry_spec& s) { s.accessed = 0, s.name = "File.TXT"; }},
+        annotation_case{"deleted", 2, [](entry_spec& s) { s.name = "other.txt"; }},
+        annotation_case{"exists [deleted]", 1, [](entry_spec& s) { s.parent = make_mft_ref(9, 1); }}}) {
+    entry_stores stores;
+    add_valid(stores, {});
+    entry_spec copy;
+    c.change(copy);
+    add_slack(stores, copy);
+    const entry_report report = merged(stores);
+    ASSERT_EQ(report.by_time.size(), 2u);
+    EXPECT_EQ(std::next(report.by_time.begin())->second.annotation, c.annotation);
+    EXPECT_EQ(report.dedup.size(), c.dedup_size) << c.annotation;
+  }
+}
+
+TEST(merge, slack_copies_of_one_file_are_reported_twice_and_kept_once) {
+  entry_stores stores;
+  add_slack(stores, {}, 100), add_slack(stores, {}, 200);
+  const entry_report report = merged(stores);
+  ASSERT_EQ(report.by_time.size(), 2u);
+  for (const auto& [time, entry] : report.by_time) EXPECT_EQ(entry.annotation, "deleted");
+  ASSERT_EQ(report.dedup.size(), 1u);
+  EXPECT_EQ(report.dedup.begin()->second.offset, 100u);
+}
+
+TEST(merge, dedup_keeps_a_usable_reference_of_this_directory) {
+  // The slack store is ordered by parent: the first copy has the lower one.
+  struct copy_case {
+    bool live;
+    mft_ref first;
+    uint64_t first_parent;
+    mft_ref second;
+    uint64_t second_parent;
+    bool replaced;
+  };
+  for (const copy_case c : {copy_case{false, make_mft_ref(40, 0), 5, make_mft_ref(41, 2), 5, true},
+                            copy_case{false, make_mft_ref(0, 3), 5, make_mft_ref(41, 2), 5, true},
+                            copy_case{false, make_mft_ref(40, 1), 5, make_mft_ref(41, 2), 5, false},
+                            copy_case{false, make_mft_ref(40, 0), 5, make_mft_ref(41, 0), 5, false},
+                            copy_case{true, make_mft_ref(40, 1), 3, make_mft_ref(41, 2), 5, true},
+                            copy_case{true, make_mft_ref(40, 0), 5, make_mft_ref(41, 2), 7, false},
+                            copy_case{true, make_mft_ref(40, 0), 3, make_mft_ref(41, 2), 4, false}}) {
+    entry_stores stores;
+    if (c.live) add_valid(stores, {.name = "live.txt"});  // directory 5
+    add_slack(stores, {.parent = make_mft_ref(c.first_parent, 1), .file_ref = c.first}, 100);
+    add_slack(stores, {.parent = make_mft_ref(c.second_parent, 1), .file_ref = c.second}, 200);
+    const entry_report report = merged(stores);
+    const indx_entry& kept = report.dedup.at(identity_key(make_entry({}, false)));
+    EXPECT_EQ(kept.file_ref, c.replaced ? c.second : c.first) << std::hex << c.first << " " << c.second;
+    EXPECT_EQ(kept.offset, c.replaced ? 200u : 100u);
+    EXPECT_EQ(mft_entry_of(kept.parent_ref()), c.first_parent);
+  }
+}
+
+TEST(merge, stamps_orders_by_modified_time_and_clears_implausible_references) {
+  entry_stores stores;
+  EXPECT_TRUE(merged(stores).by_time.empty());
+  add_valid(stores, {.name = "late.txt", .modified = june_2023 + 50});
+  add_valid(stores, {.name = "tie.txt"});
+  add_slack(stores, {.name = "tie slack.txt", .file_ref = make_mft_ref(5000, 0)});
+  add_slack(stores, {.name = "early.txt", .modified = 0, .file_ref = make_mft_ref(5000, 1)});
+  add_slack(stores, {.name = "", .modified = 0});
+  std::string order;
+  for (const auto& [time, entry] : merged(stores, 1000, 0x90).by_time) {
+    order += entry.name + "|";
+    EXPECT_EQ(entry.attr_type, 0x90u);
+    EXPECT_EQ(entry.mtime_unconvertible, entry.name == "early.txt");
+    if (!entry.is_valid) {
+      EXPECT_EQ(entry.file_ref, entry.name == "early.txt" ? make_mft_ref(5000, 1) : 0);
+    }
+  }
+  EXPECT_EQ(order, "early.txt|tie.txt|tie slack.txt|late.txt|");
+}
+
+TEST(merge, identity_key_lists_name_and_times) {
+  EXPECT_EQ(identity_key(make_entry(
+                {.name = "File.TXT", .created = 1, .modified = 2, .changed = 3, .accessed = june_2023}, true)),
+            "file.txt_0000000002_" + std::to_string(june_2023) + "_0000000003_0000000001");
+}
+
+}  // namespace
