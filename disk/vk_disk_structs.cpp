@@ -118,10 +118,11 @@ bool read_mbr_layout(disk& source, std::span<const uint8_t> mbr, uint64_t base, 
 bool read_displaced_mbr(disk& source, partition_list& rows) {
   std::vector<uint8_t> area(search_limit + pf::mbr_size);
   area.resize(source.read(0, area));
-  for (uint64_t offset = pf::mbr_size; offset <= search_limit && area.size() - offset >= pf::mbr_size;
+  for (size_t offset = pf::mbr_size; offset <= search_limit && offset + pf::mbr_size <= area.size();
        offset += pf::mbr_size) {
-    const std::span<const uint8_t> sector(area.data() + offset, pf::mbr_size);
-    if (is_master_boot_record(sector)) return read_mbr_layout(source, sector, offset / pf::mbr_size, pf::mbr_size, rows);
+    const std::span<const uint8_t> sector = std::span<const uint8_t>(area).subspan(offset, pf::mbr_size);
+    if (is_master_boot_record(sector))
+      return read_mbr_layout(source, sector, offset / pf::mbr_size, pf::mbr_size, rows);
   }
   return false;
 }

@@ -47,7 +47,8 @@ row_walk walk_rows(const partition_list& rows, uint64_t requested, uint64_t disk
     }
     if (!names_ntfs(partition_type_name(row.type))) continue;
     walk.suggestion = offset;
-    if (offset > disk_size) vk::print_message("volume offset 0x%llx is not within image bounds\n", static_cast<ull>(offset));
+    if (offset > disk_size)
+      vk::print_message("volume offset 0x%llx is not within image bounds\n", static_cast<ull>(offset));
   }
   return walk;
 }
