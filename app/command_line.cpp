@@ -137,6 +137,7 @@ void read_selection_options(arg_list& args, indx_options& options) {
   if (take_flag("-valid", args)) options.valid = true;
   options.hexdump = take_flag("-hexdump", args);
   options.ignore_image_size = take_flag("-ignore_image_size", args);
+  options.raw_dump = take_flag("-rawdump", args);
 }
 
 bool read_volume_target_options(arg_list& args, indx_options& options) {

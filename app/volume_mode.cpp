@@ -1,8 +1,137 @@
 #include "app/volume_mode.h"
 
-#include "support/message.h"
+#include <exception>
+#include <memory>
+#include <set>
 
-int run_volume_mode(arg_list&, indx_options& options, entry_writer&) {
-  vk::print_message("prob analyzing directory %s\n", options.target_path.c_str());
-  return -1;
+#include "app/dir_queue.h"
+#include "app/report_entries.h"
+#include "disk/volume_source.h"
+#include "indx/directory_index.h"
+#include "ntfs/directory_tree.h"
+#include "ntfs/ntfs.h"
+#include "ntfs/path_lookup.h"
+#include "support/message.h"
+#include "support/vk_string.h"
+
+namespace {
+
+// The volume and what one run learns of it.
+struct volume_run {
+  std::unique_ptr<disk> source;
+  std::unique_ptr<CNtfs> volume;
+  dir_queue queue;
+  directory_index index;
+};
+
+bool open_volume(const indx_options& options, volume_run& run) {
+  uint64_t volume_offset = 0;
+  if (!open_volume_source(options, run.source, volume_offset)) return false;
+  run.volume = std::make_unique<CNtfs>(*run.source, volume_offset);
+  return true;
+}
+
+bool volume_ready(volume_run& run) { return run.source && run.source->is_open() && run.volume && run.volume->validate(); }
+
+dir_work_item item_for_entry(CNtfs& volume, uint64_t entry, uint32_t level) {
+  dir_work_item item{entry, 0, 0, "", level};
+  item.path = with_trailing_backslash(path_of_entry(volume, entry, item.reference_sequence, item.record_sequence));
+  return item;
+}
+
+bool queue_whole_volume(volume_run& run) {
+  vk::status_line::show("preping directories... [pls wait]");
+  std::set<uint64_t> directories;
+  if (!list_directories(*run.volume, directories)) {
+    vk::print_message("prob finding inodes that are dirs, aborting\n");
+    return false;
+  }
+  for (const uint64_t entry : directories) run.queue.add(item_for_entry(*run.volume, entry, scanned_directory_level));
+  return true;
+}
+
+bool queue_path(volume_run& run, const std::string& path) {
+  uint64_t entry = 0;
+  uint16_t reference_sequence = 0;
+  if (!entry_of_path(*run.volume, normalise_target_path(path), entry, reference_sequence)) {
+    vk::print_message("prob finding corresponding MFT entry, aborting\n");
+    return false;
+  }
+  dir_work_item item{entry, reference_sequence, 0, with_trailing_backslash(path), 0};
+  record_sequence(*run.volume, entry, item.record_sequence);
+  run.queue.add(item);
+  return true;
+}
+
+// The start directories: -mft, else the whole volume when -path is absent
+// too, else the -path directory.
+bool queue_start_directories(volume_run& run, const indx_options& options) {
+  if (options.target_mft) {
+    run.queue.add(item_for_entry(*run.volume, *options.target_mft, 0));
+    return true;
+  }
+  if (options.target_path.empty()) return queue_whole_volume(run);
+  return queue_path(run, options.target_path);
+}
+
+// Sub-directories among the valid entries go one level deeper; the
+// directory's own "." entry and self references are not descended into.
+void queue_children(volume_run& run, const dir_work_item& parent) {
+  for (const auto& [time, entry] : run.index.report.by_time) {
+    const uint64_t child = mft_entry_of(entry.file_ref);
+    if (!entry.is_valid || !entry.is_dir || child == parent.entry) continue;
+    dir_work_item item{child, mft_sequence_of(entry.file_ref), 0, parent.path, parent.level + 1};
+    if (entry.name != ".") item.path += entry.name + "\\";
+    record_sequence(*run.volume, child, item.record_sequence);
+    run.queue.add(item);
+  }
+}
+
+// Raw index dumps are named after the directory: "\dir\sub\" gives
+// "dir.sub.indx.alloc.bin", the root "root.indx.alloc.bin".
+std::string dump_base_name(const std::string& path) {
+  std::string base = path;
+  while (!base.empty() && base.back() == '\\') base.pop_back();
+  while (!base.empty() && base.front() == '\\') base.erase(base.begin());
+  return base.empty() ? "root" : base;
+}
+
+bool analyse_item(volume_run& run, indx_options& options, const dir_work_item& item) {
+  options.dump_base_name = dump_base_name(item.path);
+  try {
+    return analyse_directory(*run.volume, options, item.entry, item.record_sequence, run.index);
+  } catch (const std::exception&) {
+    vk::print_message("exception caught\n");
+    return false;
+  }
+}
+
+void run_directory_loop(volume_run& run, indx_options& options, entry_writer& writer) {
+  while (auto item = run.queue.take_next()) {
+    vk::status_line::show(parsing_status_text(item->path));
+    if (!analyse_item(run, options, *item)) continue;
+    if (item->level < options.level) queue_children(run, *item);
+    writer.set_directory(item->path);
+    write_selected_entries(run.index.report, options, writer, run.index.root, run.index.alloc);
+  }
+}
+
+}  // namespace
+
+int run_volume_mode(arg_list& args, indx_options& options, entry_writer& writer) {
+  volume_run run;
+  if (!open_volume(options, run)) {
+    // The -path value is not read yet, so this names no directory; the
+    // message has always read so.
+    vk::print_message("prob analyzing directory %s\n", options.target_path.c_str());
+    return -1;
+  }
+  if (!volume_ready(run) || !read_volume_target_options(args, options)) {
+    vk::print_message("user args not valid\n");
+    return -1;
+  }
+  options.max_plausible_entry = run.volume->mft_record_count();
+  if (!queue_start_directories(run, options)) return -1;
+  run_directory_loop(run, options, writer);
+  return 0;
 }
