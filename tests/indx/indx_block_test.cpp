@@ -9,7 +9,7 @@
 
 namespace {
 
-using indx_test::entry_spec;
+using indx_test::entry_plan;
 using indx_test::record_builder;
 namespace fmt = indx_format;
 
@@ -64,13 +64,13 @@ TEST(indx_block, record_loop) {
 // sequence number comes from each record's first live entry.
 TEST(indx_block, directory_is_learned_once_and_its_sequence_per_record) {
   std::vector<uint8_t> block;
-  const auto add_record = [&block](mft_ref live_parent, std::initializer_list<entry_spec> stale) {
+  const auto add_record = [&block](mft_ref live_parent, std::initializer_list<entry_plan> stale) {
     record_builder record;
     record.add_live({.name = "live.txt", .parent = live_parent});
     size_t at = record.end_live() + 200;
-    for (entry_spec spec : stale) {
-      spec.created = spec.modified = spec.changed = spec.accessed = 0;  // found by the reference alone
-      record.plant(at, indx_test::entry_bytes(spec)), at += 200;
+    for (entry_plan plan : stale) {
+      plan.created = plan.modified = plan.changed = plan.accessed = 0;  // found by the reference alone
+      record.plant(at, indx_test::entry_bytes(plan)), at += 200;
     }
     const std::vector<uint8_t> bytes = record.on_disk();
     block.insert(block.end(), bytes.begin(), bytes.end());

@@ -15,7 +15,7 @@ namespace indx_test {
 namespace fmt = indx_format;
 inline const uint64_t june_2023 = vk::filetime_from_date(2023, 6, 5);
 
-struct entry_spec {
+struct entry_plan {
   std::string name = "file.txt";  // ASCII: one UTF-16 unit per character
   mft_ref parent = make_mft_ref(5, 5);
   uint64_t created = june_2023, modified = june_2023 + 1, changed = june_2023 + 2, accessed = june_2023 + 3;
@@ -31,7 +31,7 @@ inline uint64_t get(const std::vector<uint8_t>& bytes, size_t at, size_t width) 
 }
 
 // The entry as stored, 82 + 2n bytes rounded up to 8; allocated size 4096.
-inline std::vector<uint8_t> entry_bytes(const entry_spec& s) {
+inline std::vector<uint8_t> entry_bytes(const entry_plan& s) {
   const size_t span = fmt::entry_min_size + 2 * s.name.size();
   std::vector<uint8_t> b((span + 7) / 8 * 8, 0);
   const size_t k = fmt::ent_key;
@@ -56,10 +56,10 @@ class record_builder {
     put(m_bytes, fmt::rec_magic, 0x58444E49, 4), put(m_bytes, fmt::rec_usa_offset, 40, 2);
     put(m_bytes, fmt::rec_usa_count, 9, 2), put_node(fmt::node_entries_offset, first_entry, 4);
   }
-  size_t add_live(const entry_spec& spec) {
-    plant(m_live_end, entry_bytes(spec));
-    m_live_end += entry_bytes(spec).size();
-    return m_live_end - entry_bytes(spec).size();
+  size_t add_live(const entry_plan& plan) {
+    plant(m_live_end, entry_bytes(plan));
+    m_live_end += entry_bytes(plan).size();
+    return m_live_end - entry_bytes(plan).size();
   }
   // The terminating entry and the used size; returns the slack's start.
   size_t end_live() {

@@ -7,20 +7,20 @@
 
 namespace {
 
-using indx_test::entry_spec;
+using indx_test::entry_plan;
 using indx_test::june_2023;
 
-indx_entry make_entry(const entry_spec& spec, bool valid, uint64_t offset = 0) {
-  const std::vector<uint8_t> bytes = indx_test::entry_bytes(spec);
+indx_entry make_entry(const entry_plan& plan, bool valid, uint64_t offset = 0) {
+  const std::vector<uint8_t> bytes = indx_test::entry_bytes(plan);
   indx_entry entry = decode_entry_fields(vk::le_reader(bytes));
-  entry.name = spec.name, entry.is_valid = valid, entry.offset = offset;
+  entry.name = plan.name, entry.is_valid = valid, entry.offset = offset;
   return entry;
 }
-void add_valid(entry_stores& stores, const entry_spec& spec) {
-  stores.valid.emplace(valid_store_key(spec.parent, spec.name), make_entry(spec, true));
+void add_valid(entry_stores& stores, const entry_plan& plan) {
+  stores.valid.emplace(valid_store_key(plan.parent, plan.name), make_entry(plan, true));
 }
-void add_slack(entry_stores& stores, const entry_spec& spec, uint64_t offset = 0) {
-  stores.slack.emplace(mft_entry_of(spec.parent), make_entry(spec, false, offset));
+void add_slack(entry_stores& stores, const entry_plan& plan, uint64_t offset = 0) {
+  stores.slack.emplace(mft_entry_of(plan.parent), make_entry(plan, false, offset));
 }
 entry_report merged(entry_stores& stores, uint64_t max_plausible_entry = ~0ULL, uint32_t attr_type = 0xA0) {
   entry_report report;
@@ -32,20 +32,20 @@ TEST(merge, slack_copy_is_compared_with_the_live_entry_of_its_name) {
   struct annotation_case {
     const char* annotation;
     size_t dedup_size;
-    void (*change)(entry_spec&);
+    void (*change)(entry_plan&);
   };
   for (const annotation_case c :
-       {annotation_case{"exists [dup slack entry]", 1, [](entry_spec&) {}},
-        annotation_case{"exists [modified [name]]", 1, [](entry_spec& s) { s.name = "FILE.txt"; }},
-        annotation_case{"exists [modified [size]]", 1, [](entry_spec& s) { s.real_size = 7; }},
-        annotation_case{"modified [m..b]", 2, [](entry_spec& s) { s.modified += 9, s.created += 9; }},
-        annotation_case{"modified [..c.] [size]", 2, [](entry_spec& s) { s.changed += 9, s.real_size = 7; }},
-        annotation_case{"modified [.a..] [name]", 2, [](entry_spec& s) { s.accessed = 0, s.name = "File.TXT"; }},
-        annotation_case{"deleted", 2, [](entry_spec& s) { s.name = "other.txt"; }},
-        annotation_case{"exists [deleted]", 1, [](entry_spec& s) { s.parent = make_mft_ref(9, 1); }}}) {
+       {annotation_case{"exists [dup slack entry]", 1, [](entry_plan&) {}},
+        annotation_case{"exists [modified [name]]", 1, [](entry_plan& s) { s.name = "FILE.txt"; }},
+        annotation_case{"exists [modified [size]]", 1, [](entry_plan& s) { s.real_size = 7; }},
+        annotation_case{"modified [m..b]", 2, [](entry_plan& s) { s.modified += 9, s.created += 9; }},
+        annotation_case{"modified [..c.] [size]", 2, [](entry_plan& s) { s.changed += 9, s.real_size = 7; }},
+        annotation_case{"modified [.a..] [name]", 2, [](entry_plan& s) { s.accessed = 0, s.name = "File.TXT"; }},
+        annotation_case{"deleted", 2, [](entry_plan& s) { s.name = "other.txt"; }},
+        annotation_case{"exists [deleted]", 1, [](entry_plan& s) { s.parent = make_mft_ref(9, 1); }}}) {
     entry_stores stores;
     add_valid(stores, {});
-    entry_spec copy;
+    entry_plan copy;
     c.change(copy);
     add_slack(stores, copy);
     const entry_report report = merged(stores);

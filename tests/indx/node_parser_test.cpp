@@ -6,7 +6,7 @@
 
 namespace {
 
-using indx_test::entry_spec;
+using indx_test::entry_plan;
 using indx_test::record_builder;
 namespace fmt = indx_format;
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-using indx_test::entry_spec;
+using indx_test::entry_plan;
 using indx_test::june_2023;
 namespace fmt = indx_format;
 
@@ -20,7 +20,7 @@ struct slack_node {
   indx_test::record_builder record;
   size_t start = 0;
   slack_node() : start((record.add_live({}), record.end_live())) {}
-  void plant(size_t at, const entry_spec& spec) { record.plant(start + at, indx_test::entry_bytes(spec)); }
+  void plant(size_t at, const entry_plan& plan) { record.plant(start + at, indx_test::entry_bytes(plan)); }
   void put(size_t at, uint64_t value, size_t width = 8) { record.put_node(start + at, value, width); }
   std::vector<indx_entry> carve(mft_ref directory_ref = 0) const {
     entry_stores stores;
@@ -32,18 +32,18 @@ struct slack_node {
 };
 
 // Found only by the parent-reference search: no time in the window.
-entry_spec timeless(std::string name, mft_ref parent = make_mft_ref(5, 5)) {
+entry_plan timeless(std::string name, mft_ref parent = make_mft_ref(5, 5)) {
   return {.name = std::move(name), .parent = parent, .created = 0, .modified = 0, .changed = 0, .accessed = 0};
 }
 // Found only by the timestamp search, and, with no access time, only when
 // it passes the plausibility test.
-entry_spec foreign(std::string name, uint64_t accessed = 0) {
+entry_plan foreign(std::string name, uint64_t accessed = 0) {
   return {.name = std::move(name), .parent = make_mft_ref(77, 1), .accessed = accessed};
 }
 
 TEST(slack_carver, detectors_find_the_directory_reference_and_plausible_times) {
   struct detector_case {
-    entry_spec spec;
+    entry_plan plan;
     mft_ref directory_ref;
     size_t found;
   };
@@ -53,14 +53,14 @@ TEST(slack_carver, detectors_find_the_directory_reference_and_plausible_times) {
         detector_case{timeless("old.txt"), make_mft_ref(0, 5), 1},
         detector_case{timeless("old.txt"), make_mft_ref(9, 0), 0}, detector_case{foreign("moved.txt"), 0, 1}}) {
     slack_node node;
-    node.plant(200, c.spec);
+    node.plant(200, c.plan);
     const std::vector<indx_entry> carved = node.carve(c.directory_ref);
-    ASSERT_EQ(carved.size(), c.found) << c.spec.name << " " << std::hex << c.directory_ref;
+    ASSERT_EQ(carved.size(), c.found) << c.plan.name << " " << std::hex << c.directory_ref;
     if (c.found == 0) continue;
-    EXPECT_EQ(carved[0].name, c.spec.name);
+    EXPECT_EQ(carved[0].name, c.plan.name);
     EXPECT_FALSE(carved[0].is_valid);
     EXPECT_EQ(carved[0].offset, 5000 + node.start + 200);
-    EXPECT_EQ(carved[0].parent_ref(), c.spec.parent);
+    EXPECT_EQ(carved[0].parent_ref(), c.plan.parent);
   }
 }
 
@@ -121,9 +121,9 @@ TEST(slack_carver, only_times_from_1986_to_2100_are_hits) {
   const uint64_t lo = vk::filetime_from_date(1986, 1, 1), hi = vk::filetime_from_date(2100, 1, 1);
   for (const uint64_t time : {lo - 1, lo, hi, hi + 1}) {
     slack_node node;
-    entry_spec spec = foreign("t.txt");
-    spec.created = spec.modified = spec.changed = time;
-    node.plant(400, spec);
+    entry_plan plan = foreign("t.txt");
+    plan.created = plan.modified = plan.changed = time;
+    node.plant(400, plan);
     EXPECT_EQ(node.carve().size(), time == lo || time == hi ? 1u : 0u) << time;
   }
 }
@@ -133,7 +133,7 @@ TEST(slack_carver, timestamp_candidate_inside_a_parent_candidate_is_refused) {
   // 24 bytes on its name units convert, so the hit would start an entry at
   // 240, given a name (length 3, "zzz") at 240 + 80.
   slack_node node;
-  entry_spec first = timeless("first.txt");
+  entry_plan first = timeless("first.txt");
   first.real_size = june_2023;
   node.plant(200, first);
   node.put(200 + fmt::ent_key + fmt::key_alloc_size, ~0ULL);
