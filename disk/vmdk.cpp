@@ -79,13 +79,21 @@ class vmdk_chain_disk final : public disk {
   uint64_t m_size;
 };
 
+// Names and descriptor lines come from the evidence; control characters in
+// them must not reach the console as terminal commands.
+std::string printable(std::string text) {
+  for (char& c : text)
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
+  return text;
+}
+
 bool open_links(const std::vector<std::string>& names, std::vector<std::unique_ptr<vmdk_link>>& links) {
   for (const std::string& name : names) {
     std::string why;
     std::unique_ptr<vmdk_link> link = vmdk_link::open(name, why);
     if (!link) {
-      if (!why.empty()) vk::print_message("%s\n", why.c_str());
-      vk::print_message("%s can't be opened\n", name.c_str());
+      if (!why.empty()) vk::print_message("%s\n", printable(why).c_str());
+      vk::print_message("%s can't be opened\n", printable(name).c_str());
       return false;
     }
     links.push_back(std::move(link));
@@ -102,7 +110,8 @@ std::unique_ptr<disk> assemble(const std::vector<std::string>& names) {
   if (order.fault == vmdk_chain_fault::missing_parent) {
     const vmdk_descriptor& orphan = links[order.orphan]->descriptor();
     vk::print_message("%s names parent CID %s (\"%s\"), which is not in the list\n",
-                      links[order.orphan]->name().c_str(), orphan.parent_cid.c_str(), orphan.parent_hint.c_str());
+                      printable(links[order.orphan]->name()).c_str(), printable(orphan.parent_cid).c_str(),
+                      printable(orphan.parent_hint).c_str());
     vk::print_message("Child VMDK points to a parent VMDK that doesn't exist, aborting\n");
     return nullptr;
   }

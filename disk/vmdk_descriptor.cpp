@@ -55,8 +55,10 @@ std::string parse_extent_line(std::string_view line, vmdk_descriptor& out) {
   if (words.size() < 3) return bad;
   vmdk_extent_line extent;
   extent.type = words[2];
-  for (char& c : extent.type)
+  for (char& c : extent.type) {
     if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    if (!((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_')) return bad;
+  }
   if (!parse_sectors(words[1], extent.sectors)) return bad;
   if (words.size() >= 4) extent.file_name = words[3];
   if (words.size() >= 5 && !parse_sectors(words[4], extent.file_offset_sectors)) return bad;

@@ -13,8 +13,11 @@
 // Where the bytes at one virtual offset come from, and how many bytes on
 // from there come from the same place (to the end of the grain or extent).
 struct vmdk_piece {
+  // absent: this disk does not hold the bytes, its parent may.  zeros: this
+  // disk holds zeros there (a ZERO extent, or a grain table entry marking a
+  // grain of zeros), which hide whatever a parent holds.
   enum class source { absent, zeros, file };
-  source from = source::absent;  // absent: this disk does not hold them; ask the parent
+  source from = source::absent;
   const vmdk_file* file = nullptr;
   uint64_t file_pos = 0;
   uint64_t length = 0;
