@@ -84,7 +84,7 @@ struct index_pass {
 };
 
 void fix_up_index_records(std::span<uint8_t> chunk, size_t record_size, size_t sector_size) {
-  for (size_t p = 0; record_size <= chunk.size() - p && p < chunk.size(); p += record_size) {
+  for (size_t p = 0; record_size <= chunk.size() - p; p += record_size) {
     const auto record = chunk.subspan(p, record_size);
     if (!has_indx_magic(record)) continue;
     const uint16_t count = vk::le_reader(record).u16(indx_format::rec_usa_count);

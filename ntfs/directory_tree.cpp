@@ -137,6 +137,8 @@ bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs) {
   for (uint64_t first = 0; first < count; first += per_chunk) {
     const uint64_t records = std::min(per_chunk, count - first);
     const uint64_t clusters = (records * record + cluster - 1) / cluster;
+    // A chunk that cannot be read whole is taken record by record, so one
+    // bad sector loses one record; entries no run maps are not read at all.
     const bool read = read_stream_clusters(volume, volume.mft_runs(), first * record / cluster, clusters,
                                            std::span<uint8_t>(chunk).first(clusters * cluster));
     for (uint64_t i = 0; i < records; ++i) {
@@ -146,7 +148,7 @@ bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs) {
       if (read) {
         const auto bytes = std::span<uint8_t>(chunk).subspan(i * record, record);
         if (fix_up_record(bytes, volume.bytes_per_sector()) == record_kind::file) scan.take(entry, bytes);
-      } else if (volume.fetch_record(single, bad, entry) && !bad) {
+      } else if (volume.record_position(entry) != 0 && volume.fetch_record(single, bad, entry) && !bad) {
         scan.take(entry, single);
       }
     }

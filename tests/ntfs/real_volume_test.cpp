@@ -105,18 +105,6 @@ TEST(WindowsVolume, TestDirValidAndSlackEntries) {
   EXPECT_EQ(rec_seq, 1);
 }
 
-TEST(WindowsVolume, RootDirectoryNames) {
-  SLIX_REQUIRE_SHARED_TESTDATA(data);
-  opened_volume vol(data + "/ntfs_index.raw.gz", 0x10000);
-  const directory_names names = analyse(*vol.ntfs, 5);
-  for (const char* name : {"$AttrDef", "$Extend", ".", "test_dir", "System Volume Information", "$RECYCLE.BIN"}) {
-    EXPECT_EQ(names.valid.count(name), 1u) << name;
-  }
-  size_t copies = 0;
-  for (const std::string& name : names.valid) copies += name.find(" - Copy (") != std::string::npos;
-  EXPECT_EQ(copies, 15u);  // " - Copy (2)" to " - Copy (16)"; the plain " - Copy.txt" is the sixteenth
-}
-
 TEST(WindowsVolume, AgreesWithTheSleuthKit) {
   SLIX_REQUIRE_SHARED_TESTDATA(data);
   if (!slix_test::have_tool("fls")) GTEST_SKIP() << "fls is not installed";

@@ -63,15 +63,11 @@ TEST(Volume, GeometryFromTheBootSector) {
   EXPECT_EQ(ntfs.mft_record_count(), 32u);
   EXPECT_EQ(ntfs.record_position(3), 4u * 4096 + 3 * 1024);
   EXPECT_EQ(ntfs.record_position(32), 0u);  // past the runlist
-}
-
-TEST(Volume, ZeroClustersPerRecordReadsAs1024) {
-  volume vol;
-  put(vol.bytes, 64, 0, 1);
-  memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
-  ASSERT_TRUE(ntfs.validate());
-  EXPECT_EQ(ntfs.mft_record_size(), 1024u);
+  put(vol.bytes, 64, 0, 1);  // no clusters-per-record: 1024-byte records
+  memory_disk zero_source(vol.bytes);
+  CNtfs zero(zero_source, 0);
+  ASSERT_TRUE(zero.validate());
+  EXPECT_EQ(zero.mft_record_size(), 1024u);
 }
 
 TEST(Volume, RecordZeroOf4096BytesWinsOverTheBootSector) {
