@@ -23,12 +23,30 @@ bool starts_with_ntfs_boot_sector(disk& source) {
   return source.read_exact(0, head) && is_ntfs_boot_sector(head);
 }
 
-void print_listing(const partition_list& rows) {
+bool is_gap(const partition_record& row) { return row.description == "unalloc"; }
+
+std::string row_name(const partition_record& row) {
+  return is_gap(row) ? row.description : partition_type_name(row.type);
+}
+
+// Every row in disk order, gaps named "unalloc", so the examiner sees the
+// whole layout of the disk.
+void print_listing(partition_list rows) {
+  std::stable_sort(rows.begin(), rows.end(),
+                   [](const partition_record& a, const partition_record& b) { return a.byte_offset() < b.byte_offset(); });
   vk::print_message("\n");
-  for (const partition_record& row : rows)
-    vk::print_message("volume offset [ 0x%llx ] : %s\n", static_cast<ull>(row.byte_offset()),
-                      partition_type_name(row.type).c_str());
+  for (const partition_record& row : rows) {
+    vk::print_message("volume offset [ 0x%llx ] : %s\n", static_cast<ull>(row.byte_offset()), row_name(row).c_str());
+  }
   vk::print_message("\n");
+}
+
+// Without -offset only a volume that is the whole disk counts as chosen: an
+// examiner who gave no offset selected nothing.  With it, the first row
+// starting there (table rows come before gaps).  Gaps are never suggested.
+bool row_is_requested(const partition_record& row, std::optional<uint64_t> requested) {
+  if (!requested) return row.whole_disk_is_volume && !is_gap(row);
+  return row.byte_offset() == *requested;
 }
 
 // The row the requested offset selects, and the last NTFS row seen before it.
@@ -37,15 +55,15 @@ struct row_walk {
   std::optional<uint64_t> suggestion;
 };
 
-row_walk walk_rows(const partition_list& rows, uint64_t requested, uint64_t disk_size) {
+row_walk walk_rows(const partition_list& rows, std::optional<uint64_t> requested, uint64_t disk_size) {
   row_walk walk;
   for (const partition_record& row : rows) {
     const uint64_t offset = row.byte_offset();
-    if (offset == requested) {
+    if (row_is_requested(row, requested)) {
       walk.selected = &row;
       return walk;
     }
-    if (!names_ntfs(partition_type_name(row.type))) continue;
+    if (is_gap(row) || !names_ntfs(partition_type_name(row.type))) continue;
     walk.suggestion = offset;
     if (offset > disk_size)
       vk::print_message("volume offset 0x%llx is not within image bounds\n", static_cast<ull>(offset));
@@ -69,12 +87,12 @@ bool scan_or_search(disk& source, partition_list& rows, bool& bare_ntfs) {
 
 }  // namespace
 
-bool check_volume_offset(disk& source, uint64_t requested, bool ignore_image_size, uint64_t& offset_out,
-                         bool& found_ntfs) {
+bool check_volume_offset(disk& source, std::optional<uint64_t> requested, bool ignore_image_size,
+                         uint64_t& offset_out, bool& found_ntfs) {
   found_ntfs = false;
   const uint64_t disk_size = source.size();
-  if (requested > disk_size) {
-    vk::print_message("volume offset 0x%llx is not within image bounds\n", static_cast<ull>(requested));
+  if (requested.value_or(0) > disk_size) {
+    vk::print_message("volume offset 0x%llx is not within image bounds\n", static_cast<ull>(*requested));
     return false;
   }
   partition_list rows;
@@ -88,19 +106,20 @@ bool check_volume_offset(disk& source, uint64_t requested, bool ignore_image_siz
   const row_walk walk = walk_rows(rows, requested, disk_size);
   found_ntfs = walk.suggestion.has_value();
   if (walk.selected != nullptr) {
-    const std::string name = partition_type_name(walk.selected->type);
+    const uint64_t selected = walk.selected->byte_offset();
+    const std::string name = row_name(*walk.selected);
     if (!names_ntfs(name)) {
       vk::print_message("volume offset selected 0x%llx is not a NTFS partition, but [%s]\n",
-                        static_cast<ull>(requested), name.c_str());
+                        static_cast<ull>(selected), name.c_str());
     } else {
       found_ntfs = true;
       if (disk_size < walk.selected->end_byte() && !ignore_image_size) {
         vk::print_message(
             "volume offset 0x%llx is a NTFS partition, however image size does not encapsulate entire volume\n",
-            static_cast<ull>(requested));
+            static_cast<ull>(selected));
         return false;
       }
-      offset_out = requested;
+      offset_out = selected;
       return true;
     }
   }

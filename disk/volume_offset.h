@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "disk/disk.h"
 
@@ -12,5 +13,5 @@
 // `offset_out` set when the volume can be used; on failure `offset_out` may
 // hold a suggested offset, which the run never uses by itself.
 // `found_ntfs` tells whether any NTFS partition was seen.
-bool check_volume_offset(disk& source, uint64_t requested, bool ignore_image_size, uint64_t& offset_out,
-                         bool& found_ntfs);
+bool check_volume_offset(disk& source, std::optional<uint64_t> requested, bool ignore_image_size,
+                         uint64_t& offset_out, bool& found_ntfs);

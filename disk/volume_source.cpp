@@ -32,7 +32,9 @@ bool open_volume_source(const indx_options& options, std::unique_ptr<disk>& out,
   if (!source) return false;
   uint64_t offset = 0;
   bool found_ntfs = false;
-  if (!check_volume_offset(*source, options.volume_offset, options.ignore_image_size, offset, found_ntfs))
+  const std::optional<uint64_t> requested =
+      options.offset_given ? std::optional<uint64_t>(options.volume_offset) : std::nullopt;
+  if (!check_volume_offset(*source, requested, options.ignore_image_size, offset, found_ntfs))
     return false;
   volume_offset = offset;
   out = std::move(source);

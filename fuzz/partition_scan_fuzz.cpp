@@ -3,6 +3,7 @@
 // Messages go to standard error; run with -close_fd_mask=2 to keep quiet.
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "disk/memory_disk.h"
@@ -27,6 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   uint64_t offset = 0;
   bool found = false;
-  check_volume_offset(source, requested, (size & 1) != 0, offset, found);
+  check_volume_offset(source, (size & 2) ? std::optional<uint64_t>(requested) : std::nullopt, (size & 1) != 0,
+                      offset, found);
   return 0;
 }

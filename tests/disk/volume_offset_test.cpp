@@ -18,7 +18,7 @@ struct check_outcome {
   std::string messages;
 };
 
-check_outcome run_check(disk& source, uint64_t requested, bool ignore_image_size = false) {
+check_outcome run_check(disk& source, std::optional<uint64_t> requested, bool ignore_image_size = false) {
   check_outcome outcome;
   disk_test::stderr_capture capture;
   outcome.ok = check_volume_offset(source, requested, ignore_image_size, outcome.offset, outcome.found_ntfs);
@@ -26,7 +26,7 @@ check_outcome run_check(disk& source, uint64_t requested, bool ignore_image_size
   return outcome;
 }
 
-check_outcome run_check(const std::vector<uint8_t>& bytes, uint64_t requested, bool ignore_image_size = false) {
+check_outcome run_check(const std::vector<uint8_t>& bytes, std::optional<uint64_t> requested, bool ignore_image_size = false) {
   memory_disk source(bytes);
   return run_check(source, requested, ignore_image_size);
 }
@@ -50,18 +50,19 @@ std::vector<uint8_t> ntfs_and_fat32_disk() {
 }
 
 TEST(volume_offset, mbr_disk_without_offset_lists_rows_and_suggests_the_ntfs_one) {
-  const check_outcome out = run_check(fixture_disk("mbr-ntfs-1m.raw.gz"), 0);
+  const check_outcome out = run_check(fixture_disk("mbr-ntfs-1m.raw.gz"), std::nullopt);
   EXPECT_FALSE(out.ok);
   EXPECT_TRUE(out.found_ntfs);
   EXPECT_EQ(out.offset, 0x100000u);
   EXPECT_EQ(out.messages,
-            "volume offset selected 0x0 is not a NTFS partition, but [empty]\n"
             "\n"
+            "volume offset [ 0x0 ] : unalloc\n"
             "volume offset [ 0x100000 ] : ntfs or exfat\n"
-            "volume offset [ 0x0 ] : empty\n"
-            "volume offset [ 0x300000 ] : empty\n"
+            "volume offset [ 0x300000 ] : unalloc\n"
             "\n"
             "use option [-offset 0x100000]\n");
+  // An explicit -offset 0 names the gap, which is no volume at all.
+  EXPECT_EQ(run_check(fixture_disk("mbr-ntfs-1m.raw.gz"), 0).messages.rfind("volume offset selected 0x0 is not a NTFS partition, but [unalloc]\n", 0), 0u);
 }
 
 TEST(volume_offset, accepts_an_offset_where_ntfs_starts_and_refuses_one_past_the_end) {
@@ -96,9 +97,9 @@ TEST(volume_offset, offset_of_a_fat32_partition_is_refused_with_the_listing) {
   EXPECT_EQ(out.messages,
             "volume offset selected 0x100000 is not a NTFS partition, but [fat32]\n"
             "\n"
-            "volume offset [ 0x180000 ] : ntfs or exfat\n"
+            "volume offset [ 0x0 ] : unalloc\n"
             "volume offset [ 0x100000 ] : fat32\n"
-            "volume offset [ 0x0 ] : empty\n"
+            "volume offset [ 0x180000 ] : ntfs or exfat\n"
             "\n"
             "use option [-offset 0x180000]\n");
 }
@@ -117,12 +118,12 @@ TEST(volume_offset, bare_ntfs_volumes_are_taken_at_offset_zero_and_blank_disks_r
   for (size_t size : {size_t{4096}, size_t{64 * 1024}}) {  // shorter and longer than the layout probe
     disk_test::image img(size);
     img.ntfs_boot(0);
-    const check_outcome out = run_check(img.bytes, 0);
+    const check_outcome out = run_check(img.bytes, std::nullopt);
     EXPECT_TRUE(out.ok && out.found_ntfs) << size;
     EXPECT_EQ(out.offset, 0u) << size;
     EXPECT_EQ(out.messages, "") << size;
   }
-  const check_outcome out = run_check(std::vector<uint8_t>(64 * 1024), 0);
+  const check_outcome out = run_check(std::vector<uint8_t>(64 * 1024), std::nullopt);
   EXPECT_FALSE(out.ok);
   EXPECT_EQ(out.messages, "couldn't find any partitions on disk\n");
 }
@@ -136,8 +137,8 @@ TEST(volume_offset, suggestion_past_the_end_is_reported) {
   EXPECT_EQ(out.messages,
             "volume offset 0x7d000 is not within image bounds\n"
             "\n"
+            "volume offset [ 0x0 ] : unalloc\n"
             "volume offset [ 0x7d000 ] : ntfs or exfat\n"
-            "volume offset [ 0x0 ] : empty\n"
             "\n"
             "use option [-offset 0x7d000]\n");
 }
