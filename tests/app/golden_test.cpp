@@ -3,8 +3,8 @@
 // reviewed expected files in tests/golden/expected/<case>.{status,err,out}.
 //
 // cases.txt holds one case a line: the case name, then the arguments (double
-// quotes group a word).  A word "<file" feeds tests/golden/file to standard
-// input.
+// quotes group a word, and the word {quote} stands for a lone double quote).
+// A word "<file" feeds tests/golden/file to standard input.
 // The run's working folder holds every fixture of tests/fixtures/*.gz,
 // decompressed, so arguments and output name files relatively.
 //
@@ -59,6 +59,7 @@ std::vector<golden_case> load_cases(const std::string& file) {
     if (words.empty() || words[0][0] == '#') continue;
     golden_case c{words[0], {}, {}};
     for (size_t i = 1; i < words.size(); ++i) {
+      if (words[i] == "{quote}") words[i] = "\"";
       if (words[i].size() > 1 && words[i][0] == '<') {
         c.stdin_file = words[i].substr(1);
       } else {
@@ -70,27 +71,39 @@ std::vector<golden_case> load_cases(const std::string& file) {
   return cases;
 }
 
-// Working folder shared by all cases: every committed fixture, decompressed.
+// Decompresses every .gz (and unpacks every .tgz) of `source` into `dir`.
+void unpack_folder(const std::string& source, const slix_test::temp_dir& dir) {
+  for (const auto& item : fs::directory_iterator(source)) {
+    const fs::path path = item.path();
+    if (!item.is_regular_file()) continue;
+    if (path.extension() == ".gz") slix_test::gunzip(path.string(), dir.file(path.stem().string()));
+    if (path.extension() == ".tgz") slix_test::shell("tar -xf '" + path.string() + "' -C '" + dir.path() + "'");
+  }
+}
+
+// Working folder of the cases: every committed fixture, decompressed.
 const std::string& fixture_workdir() {
   static std::unique_ptr<slix_test::temp_dir> dir;
   if (!dir) {
     dir = std::make_unique<slix_test::temp_dir>();
-    for (const auto& item : fs::directory_iterator(SLIX_FIXTURES_DIR)) {
-      const fs::path path = item.path();
-      if (item.is_regular_file() && path.extension() == ".gz") {
-        slix_test::gunzip(path.string(), dir->file(path.stem().string()));
-      } else if (item.is_regular_file() && path.extension() == ".txt") {
-        fs::copy_file(path, dir->file(path.filename().string()));
-      }
-    }
+    unpack_folder(SLIX_FIXTURES_DIR, *dir);
+  }
+  return dir->path();
+}
+
+// Working folder of the cases on the shared real-world images.
+const std::string& shared_workdir() {
+  static std::unique_ptr<slix_test::temp_dir> dir;
+  if (!dir) {
+    dir = std::make_unique<slix_test::temp_dir>();
+    unpack_folder(slix_test::shared_testdata_dir(), *dir);
   }
   return dir->path();
 }
 
 bool regenerating() { return std::getenv("SLIX_REGENERATE_GOLDEN") != nullptr; }
 
-void check_case(const golden_case& c) {
-  const std::string& work = fixture_workdir();
+void check_case(const golden_case& c, const std::string& work) {
   const std::string input = c.stdin_file.empty() ? "" : read_text(std::string(SLIX_GOLDEN_DIR) + "/" + c.stdin_file);
   const slix_test::run_result result = slix_test::run_slix(c.args, input, work);
   const std::string base = std::string(SLIX_GOLDEN_DIR) + "/expected/" + c.name;
@@ -110,10 +123,20 @@ void check_case(const golden_case& c) {
 
 class golden : public testing::TestWithParam<golden_case> {};
 
-TEST_P(golden, output_matches_expected) { check_case(GetParam()); }
+TEST_P(golden, output_matches_expected) { check_case(GetParam(), fixture_workdir()); }
+
+// Cases on the images in ../shared/testdata, made on Windows by others.
+class golden_shared : public testing::TestWithParam<golden_case> {};
+
+TEST_P(golden_shared, output_matches_expected) {
+  if (slix_test::shared_testdata_dir().empty()) GTEST_SKIP() << "../shared/testdata is absent: real-image case skipped";
+  check_case(GetParam(), shared_workdir());
+}
 
 std::string case_name(const testing::TestParamInfo<golden_case>& info) { return info.param.name; }
 
 INSTANTIATE_TEST_SUITE_P(indx_file, golden, testing::ValuesIn(load_cases("cases.txt")), case_name);
+INSTANTIATE_TEST_SUITE_P(volume, golden, testing::ValuesIn(load_cases("cases_volume.txt")), case_name);
+INSTANTIATE_TEST_SUITE_P(windows_images, golden_shared, testing::ValuesIn(load_cases("cases_shared.txt")), case_name);
 
 }  // namespace
