@@ -7,53 +7,23 @@
 #include <set>
 #include <sstream>
 
+#include "listing_parsers.h"
 #include "test_support.h"
 
 namespace {
 
 using name_set = std::set<std::string>;
+using slix_test::live_names_in_fls_listing;
+using slix_test::reported_entry;
+using slix_test::text_blocks;
 
-// fls lines: "r/r 291-128-2:<TAB>name"; deleted files carry " * ", virtual
-// entries ($OrphanFiles) are "V/V", and named streams are listed as
-// "name:stream" beside the file itself.
-name_set live_names_in_fls_listing(const std::string& listing) {
-  name_set names;
-  std::istringstream in(listing);
-  for (std::string line; std::getline(in, line);) {
-    const size_t tab = line.find('\t');
-    if (tab == std::string::npos || line.find(" * ") < tab || line.rfind("V/V", 0) == 0) continue;
-    const std::string name = line.substr(tab + 1);
-    names.insert(name.substr(0, name.find(':')));
-  }
-  return names;
-}
-
-// fls shows control characters in names as '^'; the directory's own "."
-// entry of the root is not listed by it.
+// The names as fls shows them; the root's own "." entry is not listed by it.
 name_set as_fls_shows(const std::vector<std::string>& reported) {
   name_set names;
-  for (std::string name : reported) {
-    for (char& c : name)
-      if (static_cast<unsigned char>(c) < 0x20) c = '^';
-    if (name != ".") names.insert(name);
+  for (const std::string& name : reported) {
+    if (name != ".") names.insert(slix_test::as_fls_shows(name));
   }
   return names;
-}
-
-struct reported_entry {
-  std::string name;
-  std::string entry_line;  // "valid", or "slack, <annotation>"
-};
-
-std::vector<reported_entry> text_blocks(const std::string& report) {
-  std::vector<reported_entry> entries;
-  std::istringstream in(report);
-  const std::string name_label = "Name:                 ", entry_label = "Entry:                ";
-  for (std::string line; std::getline(in, line);) {
-    if (line.rfind(name_label, 0) == 0) entries.push_back({line.substr(name_label.size()), ""});
-    if (line.rfind(entry_label, 0) == 0 && !entries.empty()) entries.back().entry_line = line.substr(entry_label.size());
-  }
-  return entries;
 }
 
 // The names the fixture's facts file records as deleted and as found in slack,
