@@ -8,9 +8,13 @@ build:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 	cmake --build $(BUILD) -j$(JOBS)
 
-# Runs slix on the small INDX sample shipped in samples/.
+# Runs slix on the samples shipped in samples/: a file of INDX records taken
+# from a directory, then that directory read from the NTFS volume itself
+# (live entries and the slack entries of deleted and renamed files).
 demo: build
-	./$(BUILD)/slix -indxfile samples/sample.indx -all
+	./$(BUILD)/slix -indxfile samples/sample.indx -all -csv
+	gzip -dc samples/sample_volume.img.gz > $(BUILD)/sample_volume.img
+	./$(BUILD)/slix -image $(BUILD)/sample_volume.img -path '\small' -slack
 
 # Builds and runs every test.
 test: build
