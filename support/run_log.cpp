@@ -24,8 +24,6 @@ int log_descriptor() {
 
 }  // namespace
 
-bool run_log_enabled() { return log_descriptor() >= 0; }
-
 void log_line(const char* format, ...) {
   const int fd = log_descriptor();
   if (fd < 0) return;

@@ -13,7 +13,4 @@ namespace vk {
 // is configured; otherwise does nothing and costs one flag test.
 void log_line(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// True when the run log is being written.
-bool run_log_enabled();
-
 }  // namespace vk

@@ -203,3 +203,25 @@ TEST(FixtureVolume, PartitionedDisk) {
 }
 
 }  // namespace
+
+namespace {
+
+// Diagnostics of the volume layer go to the run log only, never to standard
+// error, which golden outputs compare byte for byte.
+TEST(FixtureVolume, DiagnosticsGoToTheRunLogOnly) {
+  const std::string gz = fixture_or_skip("vol_nested.img.gz");
+  if (gz.empty()) GTEST_SKIP() << "vol_nested.img.gz is absent";
+  opened_volume vol(gz, 0);
+  const std::string log = vol.tmp.file("run.log");
+  const std::vector<std::string> args{"-image", vol.image, "-offset", "0", "-path", "\\links\\symlink to c", "-quiet"};
+  const slix_test::run_result quiet = slix_test::run_slix(args);
+  ::setenv("SLIX_DEBUG_LOG", log.c_str(), 1);
+  const slix_test::run_result logged = slix_test::run_slix(args);
+  ::unsetenv("SLIX_DEBUG_LOG");
+  EXPECT_EQ(logged.status, 0);
+  EXPECT_EQ(logged.err, quiet.err);
+  EXPECT_EQ(logged.out, quiet.out);
+  EXPECT_NE(slix_test::read_text(log).find("info: restart segments [link]\n"), std::string::npos);
+}
+
+}  // namespace

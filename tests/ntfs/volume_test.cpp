@@ -70,6 +70,16 @@ TEST(Volume, GeometryFromTheBootSector) {
   EXPECT_EQ(zero.mft_record_size(), 1024u);
 }
 
+TEST(Volume, LargeClustersUseTheExponentForm) {
+  volume vol;
+  put(vol.bytes, 13, 0xF4, 1);  // 2^12 sectors: 2 MiB clusters, $MFT then lies past this small image
+  memory_disk source(vol.bytes);
+  CNtfs ntfs(source, 0);
+  EXPECT_FALSE(ntfs.validate());
+  EXPECT_EQ(ntfs.cluster_size(), 2u * 1024 * 1024);
+  EXPECT_EQ(ntfs.sectors_per_cluster(), 4096u);
+}
+
 TEST(Volume, RecordZeroOf4096BytesWinsOverTheBootSector) {
   volume vol;
   vol.place(4 * 4096, file_record({non_resident(0x80, "", mapping_pairs({{8, 4}}), 0, 8 * 4096)}, 1, 1, 4096));
