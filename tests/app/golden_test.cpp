@@ -5,8 +5,8 @@
 // cases.txt holds one case a line: the case name, then the arguments (double
 // quotes group a word, and the word {quote} stands for a lone double quote).
 // A word "<file" feeds tests/golden/file to standard input.
-// The run's working folder holds every fixture of tests/fixtures/*.gz,
-// decompressed, so arguments and output name files relatively.
+// The run's working folder holds every fixture of tests/fixtures/*.gz and
+// tests/fixtures/vmdk/*.gz, decompressed, so arguments and output name files relatively.
 //
 // To regenerate after a deliberate change of output, run the test program
 // with SLIX_REGENERATE_GOLDEN=1 and review `git diff tests/golden`.
@@ -81,12 +81,14 @@ void unpack_folder(const std::string& source, const slix_test::temp_dir& dir) {
   }
 }
 
-// Working folder of the cases: every committed fixture, decompressed.
+// Working folder of the cases: every committed fixture, decompressed (the
+// VMDK disks too).
 const std::string& fixture_workdir() {
   static std::unique_ptr<slix_test::temp_dir> dir;
   if (!dir) {
     dir = std::make_unique<slix_test::temp_dir>();
     unpack_folder(SLIX_FIXTURES_DIR, *dir);
+    unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/vmdk", *dir);
   }
   return dir->path();
 }
