@@ -1,12 +1,11 @@
 // Volumes made by Windows (../shared/testdata) and by mkntfs and ntfs-3g
-// (tests/fixtures), checked against their documented facts and, where The
-// Sleuth Kit is installed, against fls.
+// (tests/fixtures), checked against their documented facts.  Whole listings
+// are compared with The Sleuth Kit by the end-to-end tests of tests/app.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <memory>
 #include <set>
-#include <sstream>
 
 #include "disk/image_disk.h"
 #include "indx/directory_index.h"
@@ -58,32 +57,6 @@ uint64_t resolve(CNtfs& ntfs, const std::string& path) {
   return entry;
 }
 
-// The live names fls lists for one directory: "type inode-...:<tab>name";
-// deleted lines carry a "*", and a file is listed once per named stream
-// ("$Secure:$SDS") without its plain name when it has no unnamed data.
-std::set<std::string> fls_live_names(const std::string& image, uint64_t sectors, uint64_t inode) {
-  std::istringstream lines(slix_test::shell("fls -f ntfs -o " + std::to_string(sectors) + " '" + image + "' " +
-                                            std::to_string(inode)));
-  std::set<std::string> names;
-  for (std::string line; std::getline(lines, line);) {
-    const size_t tab = line.find('\t');
-    if (tab == std::string::npos || line.find('*') < tab || line.starts_with("V/V")) continue;
-    const std::string name = line.substr(tab + 1);
-    names.insert(name.substr(0, name.find(':')));
-  }
-  return names;
-}
-
-std::set<uint64_t> fls_directories(const std::string& image, uint64_t sectors) {
-  std::istringstream lines(slix_test::shell("fls -f ntfs -r -D -o " + std::to_string(sectors) + " '" + image + "'"));
-  std::set<uint64_t> dirs{5};
-  for (std::string line; std::getline(lines, line);) {
-    const size_t type = line.find("d/d ");
-    if (type != std::string::npos && line.find('*') == std::string::npos) dirs.insert(std::stoull(line.substr(type + 4)));
-  }
-  return dirs;
-}
-
 TEST(WindowsVolume, TestDirValidAndSlackEntries) {
   SLIX_REQUIRE_SHARED_TESTDATA(data);
   opened_volume vol(data + "/ntfs_index.raw.gz", 0x10000);
@@ -103,21 +76,6 @@ TEST(WindowsVolume, TestDirValidAndSlackEntries) {
   uint16_t ref_seq = 0, rec_seq = 0;
   EXPECT_EQ(path_of_entry(ntfs, 39, ref_seq, rec_seq), "\\test_dir\\");
   EXPECT_EQ(rec_seq, 1);
-}
-
-TEST(WindowsVolume, AgreesWithTheSleuthKit) {
-  SLIX_REQUIRE_SHARED_TESTDATA(data);
-  if (!slix_test::have_tool("fls")) GTEST_SKIP() << "fls is not installed";
-  opened_volume vol(data + "/ntfs_index.raw.gz", 0x10000);
-  std::set<uint64_t> dirs;
-  ASSERT_TRUE(list_directories(*vol.ntfs, dirs));
-  EXPECT_EQ(dirs, fls_directories(vol.image, 128));
-  for (uint64_t dir : dirs) {
-    const std::multiset<std::string> valid = analyse(*vol.ntfs, dir).valid;
-    std::set<std::string> names(valid.begin(), valid.end());
-    names.erase(".");
-    EXPECT_EQ(names, fls_live_names(vol.image, 128, dir)) << dir;
-  }
 }
 
 // Records of this volume past entry 26 keep their update sequence array at
@@ -165,46 +123,6 @@ TEST(FixtureVolume, LinksAttributeListsAndPaths) {
   }
   EXPECT_EQ(dirs.size(), 16u);  // the 15 of the facts and $Extend
 }
-
-TEST(FixtureVolume, BigFragmentedDirectoryAgreesWithTheSleuthKit) {
-  const std::string gz = fixture_or_skip("vol_nested.img.gz");
-  if (gz.empty()) GTEST_SKIP() << "vol_nested.img.gz is absent";
-  if (!slix_test::have_tool("fls")) GTEST_SKIP() << "fls is not installed";
-  opened_volume vol(gz, 0);
-  const directory_names names = analyse(*vol.ntfs, 115);
-  EXPECT_EQ(std::set<std::string>(names.valid.begin(), names.valid.end()), fls_live_names(vol.image, 0, 115));
-  EXPECT_EQ(names.valid.size(), 1455u);
-  EXPECT_EQ(names.slack.count("quarterly evidence export batch 00008 for case file review.txt"), 1u);
-}
-
-TEST(FixtureVolume, LargeSectorsAndClusters) {
-  for (const char* name : {"vol_4k_sector.img.gz", "vol_64k_cluster.img.gz"}) {
-    SCOPED_TRACE(name);
-    const std::string gz = fixture_or_skip(name);
-    if (gz.empty()) continue;
-    opened_volume vol(gz, 0);
-    ASSERT_EQ(resolve(*vol.ntfs, "\\docs\\2023"), 65u);
-    const directory_names names = analyse(*vol.ntfs, 65);
-    const indx_entry& gone = names.by_name.at("monthly report number 40.txt/slack");
-    EXPECT_EQ(gone.offset, 4096u + 3664);
-    EXPECT_EQ(gone.annotation, "deleted");
-    EXPECT_EQ(names.valid.size(), 39u);  // two leaves and the separator entry of the root
-  }
-}
-
-TEST(FixtureVolume, PartitionedDisk) {
-  const std::string gz = fixture_or_skip("disk_mbr.img.gz");
-  if (gz.empty()) GTEST_SKIP() << "disk_mbr.img.gz is absent";
-  opened_volume vol(gz, 2048 * 512);
-  EXPECT_EQ(resolve(*vol.ntfs, "\\nested\\a\\b"), 70u);
-  std::set<uint64_t> dirs;
-  ASSERT_TRUE(list_directories(*vol.ntfs, dirs));
-  EXPECT_TRUE(dirs.count(115));
-}
-
-}  // namespace
-
-namespace {
 
 // Diagnostics of the volume layer go to the run log only, never to standard
 // error, which golden outputs compare byte for byte.

@@ -27,26 +27,6 @@ indx_options csv_options() {
   return options;
 }
 
-TEST(text_block, valid_file_entry) {
-  EXPECT_EQ(write_entries(indx_options{}, {sample_file()}),
-            "Name:                 \\docs\\report.docx\n"
-            "MFT Entry:            0x000000001234 [4660]\n"
-            "MFT Sequence:         0x0003 [3]\n"
-            "Parent Entry:         0x000000000040 [64]\n"
-            "Parent Sequence:      0x0002 [2]\n"
-            "Entry:                valid\n"
-            "Modify time:          2023-06-05 14:03:07.123 [UTC]\n"
-            "Access time:          2023-06-05 14:03:17.123 [UTC]\n"
-            "MFTChanged time:      2023-06-05 14:03:27.123 [UTC]\n"
-            "Create time:          2023-06-05 14:03:37.123 [UTC]\n"
-            "Size allocated:       0x00001000 [4096]\n"
-            "Size used:            0x00000abc [2748]\n"
-            "Relative Offset:      0x00000058 [88]\n"
-            "Type entry:           0x00000020 [archive]\n"
-            "Source type:          indx alloc\n"
-            "\n");
-}
-
 TEST(text_block, slack_directory_without_offset_with_user_and_host) {
   indx_options options;
   options.show_offset = false;
@@ -119,21 +99,6 @@ TEST(text_block, hex_dump_follows_the_block_and_stops_at_the_buffer_end) {
   indx_entry past_end = sample_file();
   past_end.offset = buffer.size();
   EXPECT_TRUE(write_entries(options, {past_end}, "", buffer).ends_with("indx alloc\n\n"));
-}
-
-const char* const unpadded_header =
-    "offset,mft entry,mft seqnum,parent mft,par seqnum,type,file mdate,time-UTC,file adate,time-UTC,"
-    "mftdate,time-UTC,file cdate,time-UTC,dir/file,size resv,size used,flags,name,slack comment\n";
-
-TEST(csv, header_once_then_unpadded_rows) {
-  EXPECT_EQ(write_entries(csv_options(), {sample_file(), sample_slack_dir()}),
-            std::string(unpadded_header) +
-                "0x00000058,0x00001234,0x00000003,0x00000040,0x00000002,valid,"
-                "2023-06-05,14:03:07.123,2023-06-05,14:03:17.123,2023-06-05,14:03:27.123,2023-06-05,14:03:37.123,"
-                "file,0x00001000,0x00000abc,archive,\\docs\\report.docx,\n"
-                "0x000001a0,0x00000077,0x00000001,0x00000040,0x00000002,slack,"
-                "2023-06-05,14:03:07.123,2023-06-05,14:03:17.123,2023-06-05,14:03:27.123,2023-06-05,14:03:37.123,"
-                "dir,0x00001000,0x00000abc,has index,\\docs\\old dir,deleted\n");
 }
 
 TEST(csv, pair_datetime_pads_one_column_per_time) {
