@@ -143,9 +143,10 @@ bool is_index_attribute(const mft_attribute& attribute, uint32_t type) {
   return attribute.type == type && attribute.name == index_name;
 }
 
-void move_entries(entry_stores& from, entry_stores& to) {
+// The merge has moved the slack entries into the report; the live ones are
+// kept, so that the next attribute's slack is compared with them too.
+void keep_live_entries(entry_stores& from, entry_stores& to) {
   to.valid.merge(from.valid);
-  for (auto& [key, entry] : from.slack) to.slack.emplace(key, std::move(entry));
   from.clear();
 }
 
@@ -182,8 +183,8 @@ bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entr
     } else {
       continue;
     }
-    collected |= merge_entries(out.report, stores, type, options.max_plausible_entry);
-    move_entries(stores, out.stores);
+    collected |= merge_entries(out.report, stores, type, options.max_plausible_entry, &out.stores.valid);
+    keep_live_entries(stores, out.stores);
   }
   return collected;
 }

@@ -8,10 +8,12 @@
 
 #include "indx/indx_entry.h"
 
+// Live entries keyed by parent entry number, decimal, zero-filled to width
+// 10, "_", the lower-cased name.  A second entry under a key is not stored.
+using valid_store = std::map<std::string, indx_entry>;
+
 struct entry_stores {
-  // Key: parent entry number, decimal, zero-filled to width 10, "_", the
-  // lower-cased name.  A second entry under the same key is not stored.
-  std::map<std::string, indx_entry> valid;
+  valid_store valid;
   // Key: parent entry number; equal keys keep insertion order.
   std::multimap<uint64_t, indx_entry> slack;
 

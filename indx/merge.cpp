@@ -28,12 +28,24 @@ std::string time_marks(const indx_entry& slack, const indx_entry& live) {
   return marks;
 }
 
-std::string annotate(const indx_entry& slack, const entry_stores& stores) {
-  const auto live = stores.valid.find(valid_store_key(slack.parent_ref(), slack.name));
-  if (live == stores.valid.end()) return annotation_deleted;
-  const std::string marks = time_marks(slack, live->second);
-  const bool size_differs = slack.real_size() != live->second.real_size();
-  const bool name_differs = slack.name != live->second.name;
+// The live entry of the same parent and name: in this attribute's store, or
+// in the live entries of the directory's other index attribute (a name can
+// live in the index root while a stale copy of it sits in an INDX record).
+const indx_entry* live_entry(const indx_entry& slack, const entry_stores& stores, const valid_store* elsewhere) {
+  const std::string key = valid_store_key(slack.parent_ref(), slack.name);
+  if (const auto it = stores.valid.find(key); it != stores.valid.end()) return &it->second;
+  if (elsewhere == nullptr) return nullptr;
+  const auto it = elsewhere->find(key);
+  return it == elsewhere->end() ? nullptr : &it->second;
+}
+
+std::string annotate(const indx_entry& slack, const entry_stores& stores, const valid_store* elsewhere) {
+  const indx_entry* const found = live_entry(slack, stores, elsewhere);
+  if (found == nullptr) return annotation_deleted;
+  const indx_entry& live = *found;
+  const std::string marks = time_marks(slack, live);
+  const bool size_differs = slack.real_size() != live.real_size();
+  const bool name_differs = slack.name != live.name;
   const bool times_differ = marks != unchanged_times;
   std::string annotation = times_differ || size_differs || name_differs ? annotation_modified : annotation_duplicate;
   if (times_differ) annotation += " [" + marks + "]";
@@ -53,8 +65,9 @@ bool should_replace(const indx_entry& stored, const indx_entry& candidate, uint6
   return mft_entry_of(stored.parent_ref()) != directory && mft_entry_of(candidate.parent_ref()) == directory;
 }
 
-void merge_slack_entry(entry_report& report, const entry_stores& stores, indx_entry& entry, uint64_t directory) {
-  const std::string annotation = annotate(entry, stores);
+void merge_slack_entry(entry_report& report, const entry_stores& stores, const valid_store* elsewhere,
+                       indx_entry& entry, uint64_t directory) {
+  const std::string annotation = annotate(entry, stores, elsewhere);
   const auto [stored, added] = report.dedup.emplace(identity_key(entry), entry);
   if (added) {
     stored->second.annotation = annotation;
@@ -70,7 +83,7 @@ void merge_slack_entry(entry_report& report, const entry_stores& stores, indx_en
       stored->second.offset = entry.offset;
     }
   }
-  report.by_time.emplace(entry.modified(), entry);
+  report.by_time.emplace(entry.modified(), std::move(entry));
 }
 
 }  // namespace
@@ -85,7 +98,8 @@ std::string identity_key(const indx_entry& entry) {
   return key;
 }
 
-bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_type, uint64_t max_plausible_entry) {
+bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_type, uint64_t max_plausible_entry,
+                   const valid_store* live_elsewhere) {
   if (stores.empty()) return false;
   const uint64_t directory = stores.valid.empty() ? 0 : mft_entry_of(stores.valid.begin()->second.parent_ref());
   for (auto& [key, entry] : stores.valid) {
@@ -98,7 +112,7 @@ bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_typ
     if (entry.name.empty()) continue;
     entry.attr_type = attr_type;
     if (mft_sequence_of(entry.file_ref) == 0 && mft_entry_of(entry.file_ref) > max_plausible_entry) entry.file_ref = 0;
-    merge_slack_entry(report, stores, entry, directory);
+    merge_slack_entry(report, stores, live_elsewhere, entry, directory);
   }
   return true;
 }

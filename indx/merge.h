@@ -12,8 +12,12 @@
 // among equal times) and report.dedup (one entry per identity key).  Entries
 // in `stores` are stamped with `attr_type`; a slack entry's file reference
 // with sequence 0 and an entry number above `max_plausible_entry` is
-// cleared.  Returns false when both stores are empty.
-bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_type, uint64_t max_plausible_entry);
+// cleared.  Slack entries are moved into the report.  A slack entry whose
+// name is not live in `stores` is looked up in `live_elsewhere` too (the live
+// entries of the directory's other index attribute) before it is called
+// deleted.  Returns false when both stores are empty.
+bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_type, uint64_t max_plausible_entry,
+                   const valid_store* live_elsewhere = nullptr);
 
 // The identity of an entry for de-duplication: its name and its modified,
 // accessed, MFT-changed and created times, lower-cased.

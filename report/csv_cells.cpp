@@ -8,19 +8,21 @@ std::string csv_separator_of(const indx_options& options) {
 
 namespace {
 
-bool needs_quotes(std::string_view cell, std::string_view separator) {
-  for (char c : cell) {
-    if (c == '"' || c == '\r' || c == '\n') return true;
-  }
-  return !separator.empty() && cell.find(separator) != std::string_view::npos;
-}
-
 // Appends the cell, quoted RFC 4180 style when it must be; returns the
-// number of characters appended.
+// number of characters appended.  One pass decides the quoting and counts
+// the characters, since this runs for every cell of every row.
 size_t append_csv_cell(std::string& out, std::string_view cell, std::string_view separator) {
-  if (!needs_quotes(cell, separator)) {
+  const char single = separator.size() == 1 ? separator[0] : '"';
+  bool quote = false;
+  size_t chars = 0;
+  for (char c : cell) {
+    quote |= c == '"' || c == '\r' || c == '\n' || c == single;
+    chars += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+  }
+  if (separator.size() > 1) quote |= cell.find(separator) != std::string_view::npos;
+  if (!quote) {
     out.append(cell);
-    return utf8_length(cell);
+    return chars;
   }
   const size_t start = out.size();
   out.push_back('"');

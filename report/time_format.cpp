@@ -68,26 +68,40 @@ unsigned fraction_digits_of(const std::string& pattern) {
   return count > max_fraction_digits ? max_fraction_digits : static_cast<unsigned>(count);
 }
 
-std::string render_date(const vk::_windows_systemtime& st, const time_format_spec& spec) {
+// Appends the date; nothing for a layout that gives no date.
+void render_date(std::string& out, const vk::_windows_systemtime& st, const time_format_spec& spec) {
   // A zero separator is written as a NUL character all the same.
-  const std::string sep(1, static_cast<char>(spec.date_separator));
+  const char sep = static_cast<char>(spec.date_separator);
   // The year keeps all its digits even with "yy".
-  const std::string year = vk::dec(st.wYear, (spec.date_flags & date_flag::year_long) ? 4 : 2);
-  const std::string day = vk::dec(st.wDay, 2);
-  std::string month;
-  if (spec.date_flags & date_flag::month_number) {
-    month = vk::dec(st.wMonth, 2);
-  } else if (spec.date_flags & date_flag::month_name) {
-    if (st.wMonth < 1 || st.wMonth > 12) return {};
-    month = month_names[st.wMonth - 1];
-  } else {
-    return {};
+  const int year_width = (spec.date_flags & date_flag::year_long) ? 4 : 2;
+  const bool numeric = (spec.date_flags & date_flag::month_number) != 0;
+  if (!numeric && (!(spec.date_flags & date_flag::month_name) || st.wMonth < 1 || st.wMonth > 12)) return;
+  const auto month = [&] {
+    if (numeric) {
+      vk::append_dec(out, st.wMonth, 2);
+    } else {
+      out += month_names[st.wMonth - 1];
+    }
+  };
+  if (spec.date_flags & date_flag::order_mdy) {
+    month();
+    out += sep;
+    vk::append_dec(out, st.wDay, 2);
+    out += sep;
+    vk::append_dec(out, st.wYear, year_width);
+  } else if (spec.date_flags & date_flag::order_dmy) {
+    vk::append_dec(out, st.wDay, 2);
+    out += sep;
+    month();
+    out += sep;
+    vk::append_dec(out, st.wYear, year_width);
+  } else if ((spec.date_flags & date_flag::order_ymd) && numeric) {
+    vk::append_dec(out, st.wYear, year_width);
+    out += sep;
+    month();
+    out += sep;
+    vk::append_dec(out, st.wDay, 2);
   }
-  if (spec.date_flags & date_flag::order_mdy) return month + sep + day + sep + year;
-  if (spec.date_flags & date_flag::order_dmy) return day + sep + month + sep + year;
-  if ((spec.date_flags & date_flag::order_ymd) && (spec.date_flags & date_flag::month_number))
-    return year + sep + month + sep + day;
-  return {};
 }
 
 uint64_t power_of_ten(unsigned exponent) {
@@ -98,8 +112,8 @@ uint64_t power_of_ten(unsigned exponent) {
 
 // The fraction is cut to n digits, never rounded: up to six digits come from
 // the microseconds, more from the nanoseconds.
-std::string render_fraction(const vk::_windows_systemtime& st, unsigned digits) {
-  if (digits == 0) return {};
+void render_fraction(std::string& out, const vk::_windows_systemtime& st, unsigned digits) {
+  if (digits == 0) return;
   if (digits > max_fraction_digits) digits = max_fraction_digits;
   uint64_t value = 0;
   if (digits == 3)
@@ -108,12 +122,17 @@ std::string render_fraction(const vk::_windows_systemtime& st, unsigned digits) 
     value = st.microseconds / power_of_ten(6 - digits);
   else
     value = st.nanoseconds / power_of_ten(9 - digits);
-  return "." + vk::dec(value, static_cast<int>(digits));
+  out += '.';
+  vk::append_dec(out, value, static_cast<int>(digits));
 }
 
-std::string render_clock(const vk::_windows_systemtime& st, const time_format_spec& spec) {
-  return vk::dec(st.wHour, 2) + ":" + vk::dec(st.wMinute, 2) + ":" + vk::dec(st.wSecond, 2) +
-         render_fraction(st, spec.fraction_digits());
+void render_clock(std::string& out, const vk::_windows_systemtime& st, const time_format_spec& spec) {
+  vk::append_dec(out, st.wHour, 2);
+  out += ':';
+  vk::append_dec(out, st.wMinute, 2);
+  out += ':';
+  vk::append_dec(out, st.wSecond, 2);
+  render_fraction(out, st, spec.fraction_digits());
 }
 
 }  // namespace
@@ -133,8 +152,8 @@ bool render_time(const vk::time& value, const time_format_spec& spec, std::strin
   time.clear();
   if (!value.valid()) return false;
   const time_format_spec& layout = spec.is_default() ? default_spec : spec;
-  date = render_date(value.systemtime(), layout);
-  time = render_clock(value.systemtime(), layout);
+  render_date(date, value.systemtime(), layout);
+  render_clock(time, value.systemtime(), layout);
   return true;
 }
 

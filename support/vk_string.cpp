@@ -35,21 +35,29 @@ namespace {
 
 // Number formatting sits on the hot path of every report line, so it avoids
 // the printf machinery.
-std::string zero_filled(uint64_t value, int width, int base) {
+void append_zero_filled(std::string& out, uint64_t value, int width, int base) {
   char digits[24];
   const auto result = std::to_chars(digits, digits + sizeof digits, value, base);
   const size_t length = static_cast<size_t>(result.ptr - digits);
-  const size_t fill = width > 0 && static_cast<size_t>(width) > length ? static_cast<size_t>(width) - length : 0;
-  std::string out(fill, '0');
+  if (width > 0 && static_cast<size_t>(width) > length) out.append(static_cast<size_t>(width) - length, '0');
   out.append(digits, length);
-  return out;
 }
 
 }  // namespace
 
-std::string hex(uint64_t value, int width) { return zero_filled(value, width, 16); }
+std::string hex(uint64_t value, int width) {
+  std::string out;
+  append_zero_filled(out, value, width, 16);
+  return out;
+}
 
-std::string dec(uint64_t value, int width) { return zero_filled(value, width, 10); }
+std::string dec(uint64_t value, int width) {
+  std::string out;
+  append_dec(out, value, width);
+  return out;
+}
+
+void append_dec(std::string& out, uint64_t value, int width) { append_zero_filled(out, value, width, 10); }
 
 namespace {
 

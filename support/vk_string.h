@@ -23,6 +23,8 @@ std::string hex(uint64_t value, int width = 0);
 
 // Zero-filled decimal of at least `width` digits.
 std::string dec(uint64_t value, int width = 0);
+// The same, appended to `out` without a temporary.
+void append_dec(std::string& out, uint64_t value, int width = 0);
 
 // Converts `units` UTF-16LE code units starting at bytes[0] to UTF-8.  Units
 // past the end of `bytes` are not read.  Unpaired surrogates become U+FFFD;

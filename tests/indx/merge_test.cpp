@@ -55,6 +55,26 @@ TEST(merge, slack_copy_is_compared_with_the_live_entry_of_its_name) {
   }
 }
 
+// A name live in the index root has its stale copies in the INDX records
+// compared with it, although the two attributes are merged one after the other.
+TEST(merge, slack_copy_of_a_name_live_in_the_other_attribute_is_not_deleted) {
+  entry_stores root, allocation;
+  add_valid(root, {});
+  entry_plan changed;
+  changed.changed += 9;
+  add_slack(allocation, changed);
+  entry_report report;
+  ASSERT_TRUE(merge_entries(report, allocation, 0xA0, ~0ULL, &root.valid));
+  ASSERT_EQ(report.by_time.size(), 1u);
+  EXPECT_EQ(report.by_time.begin()->second.annotation, "modified [..c.]");
+  entry_stores same_allocation;
+  add_slack(same_allocation, changed);
+  entry_report alone;
+  ASSERT_TRUE(merge_entries(alone, same_allocation, 0xA0, ~0ULL));
+  ASSERT_EQ(alone.by_time.size(), 1u);
+  EXPECT_EQ(alone.by_time.begin()->second.annotation, "deleted");
+}
+
 TEST(merge, slack_copies_of_one_file_are_reported_twice_and_kept_once) {
   entry_stores stores;
   add_slack(stores, {}, 100), add_slack(stores, {}, 200);
