@@ -9,7 +9,7 @@ mkdir -p bench/work
 python3 bench/make_indx_bench.py bench/work/full.indx
 slix=./build/slix
 input=bench/work/full.indx
-hyperfine --warmup 3 --runs 30 --export-markdown bench/work/indx_times.md \
+hyperfine -N --warmup 3 --runs 30 --export-markdown bench/work/indx_times.md \
   "$slix -indxfile $input -all -csv -quiet -out /dev/null" \
   "$slix -indxfile $input -quiet -out /dev/null"
 for args in "-all -csv" ""; do

@@ -11,7 +11,8 @@ vmdk=bench/work/bench_volume.vmdk
 [ -f "$vmdk" ] || qemu-img convert -f raw -O vmdk "$image" "$vmdk"
 raw_run="$slix -image $image -all -csv -quiet -out /dev/null"
 vmdk_run="$slix -vmdk $vmdk -all -csv -quiet -out /dev/null"
-hyperfine --warmup 1 --runs 5 --export-markdown bench/work/vmdk_times.md "$raw_run" "$vmdk_run"
+hyperfine -N --warmup 1 --runs 5 --export-markdown bench/work/vmdk_times.md "$raw_run" "$vmdk_run"
 for command in "$raw_run" "$vmdk_run"; do
-  /usr/bin/time -f "peak RSS %M KiB, %e s: $command" $command >/dev/null
+  echo "$command"
+  /usr/bin/time -f "  peak RSS %M KiB, %e s" bash -c "$command" >/dev/null
 done

@@ -13,8 +13,9 @@ image=bench/work/bench_volume.img
 whole="$slix -image $image -all -csv -quiet -out /dev/null"
 one_path="$slix -image $image -path '\\case 07\\custodian 03' -level 1 -all -csv -quiet -out /dev/null"
 reference="fls -r -p $image"
-hyperfine --warmup 1 --runs 5 --export-markdown bench/work/volume_times.md \
+hyperfine -N --warmup 1 --runs 5 --export-markdown bench/work/volume_times.md \
   "$whole" "$one_path" "$reference"
 for command in "$whole" "$one_path" "$reference"; do
-  eval /usr/bin/time -f "'peak RSS %M KiB, %e s: $command'" "$command" >/dev/null
+  echo "$command"
+  /usr/bin/time -f "  peak RSS %M KiB, %e s" bash -c "$command" >/dev/null
 done
