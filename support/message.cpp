@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <cstdarg>
 #include <cstdio>
 #include <vector>
 
@@ -23,20 +22,25 @@ void write_all(int fd, const char* data, size_t len) {
 
 }  // namespace
 
-void print_message(const char* format, ...) {
-  va_list args;
-  va_start(args, format);
+std::string vformat(const char* format, va_list args) {
   va_list copy;
   va_copy(copy, args);
   const int needed = std::vsnprintf(nullptr, 0, format, copy);
   va_end(copy);
-  if (needed > 0) {
-    std::vector<char> buf(static_cast<size_t>(needed) + 1);
-    std::vsnprintf(buf.data(), buf.size(), format, args);
-    status_line::clear();
-    write_all(STDERR_FILENO, buf.data(), static_cast<size_t>(needed));
-  }
+  if (needed <= 0) return {};
+  std::vector<char> buf(static_cast<size_t>(needed) + 1);
+  std::vsnprintf(buf.data(), buf.size(), format, args);
+  return std::string(buf.data(), static_cast<size_t>(needed));
+}
+
+void print_message(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const std::string text = vformat(format, args);
   va_end(args);
+  if (text.empty()) return;
+  status_line::clear();
+  write_all(STDERR_FILENO, text.data(), text.size());
 }
 
 void status_line::set_enabled(bool enabled) { g_status_enabled = enabled && ::isatty(STDERR_FILENO) == 1; }

@@ -2,9 +2,13 @@
 // overwritable status line.
 #pragma once
 
+#include <cstdarg>
 #include <string>
 
 namespace vk {
+
+// printf-style formatting into a string.
+std::string vformat(const char* format, va_list args);
 
 // Formats into a buffer and writes it to standard error in one piece, then
 // flushes, so messages interleave correctly with the report on a terminal.

@@ -3,10 +3,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
-#include <vector>
+#include <string>
+
+#include "support/message.h"
 
 namespace vk {
 namespace {
@@ -29,18 +29,10 @@ void log_line(const char* format, ...) {
   if (fd < 0) return;
   va_list args;
   va_start(args, format);
-  va_list copy;
-  va_copy(copy, args);
-  const int needed = std::vsnprintf(nullptr, 0, format, copy);
-  va_end(copy);
-  if (needed >= 0) {
-    std::vector<char> line(static_cast<size_t>(needed) + 2);
-    std::vsnprintf(line.data(), line.size(), format, args);
-    line[static_cast<size_t>(needed)] = '\n';
-    // One write per line: O_APPEND keeps lines whole even if two runs share a log.
-    [[maybe_unused]] const ssize_t written = ::write(fd, line.data(), static_cast<size_t>(needed) + 1);
-  }
+  const std::string line = vformat(format, args) + "\n";
   va_end(args);
+  // One write per line: O_APPEND keeps lines whole even if two runs share a log.
+  [[maybe_unused]] const ssize_t written = ::write(fd, line.data(), line.size());
 }
 
 }  // namespace vk
