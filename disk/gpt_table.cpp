@@ -26,13 +26,8 @@ uint64_t saturating_product(uint64_t a, uint64_t b) {
 }
 
 partition_record gpt_fixed_row(uint64_t start, uint64_t count, uint32_t sector_size, const char* description) {
-  partition_record row;
-  row.start_sector = start;
-  row.sector_count = count;
-  row.type = partition_type_gpt;
-  row.sector_size = sector_size;
+  partition_record row = make_row(start, count, partition_type_gpt, sector_size, description);
   row.is_gpt = true;
-  row.description = description;
   return row;
 }
 

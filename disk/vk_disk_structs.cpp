@@ -49,17 +49,6 @@ bool is_taken(const mbr_entry& entry) {
   return entry.type != 0 && entry.sector_count != 0 && is_known_mbr_type(entry.type);
 }
 
-partition_record make_row(uint64_t start, uint64_t count, uint16_t type, uint32_t sector_size,
-                          const char* description) {
-  partition_record row;
-  row.start_sector = start;
-  row.sector_count = count;
-  row.type = type;
-  row.sector_size = sector_size;
-  row.description = description;
-  return row;
-}
-
 // Walks a chain of extended boot records.  Logical partitions are relative to
 // the record that lists them; links to the next record are relative to the
 // chain's base (the extended partition's own start).
@@ -186,6 +175,17 @@ void add_gaps(partition_list& rows, uint64_t disk_size) {
 }
 
 }  // namespace
+
+partition_record make_row(uint64_t start, uint64_t count, uint16_t type, uint32_t sector_size,
+                          const char* description) {
+  partition_record row;
+  row.start_sector = start;
+  row.sector_count = count;
+  row.type = type;
+  row.sector_size = sector_size;
+  row.description = description;
+  return row;
+}
 
 uint64_t partition_record::byte_offset() const { return saturating_product(start_sector, sector_size); }
 

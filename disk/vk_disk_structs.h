@@ -33,6 +33,10 @@ struct partition_record {
   uint64_t end_sector() const;
 };
 
+// A row of the partition list with the fields every kind of row has.
+partition_record make_row(uint64_t start, uint64_t count, uint16_t type, uint32_t sector_size,
+                          const char* description);
+
 // The rows in the order the tables list them, followed by the "unalloc" gaps
 // in ascending order.
 using partition_list = std::vector<partition_record>;
