@@ -1,5 +1,7 @@
 #include "app/command_line.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <charconv>
 
@@ -77,12 +79,41 @@ void read_layout_options(arg_list& args, indx_options& options) {
   options.pipe = take_flag("-pipe", args);
 }
 
+// The files the source options name (the VMDK list split at "|"), read
+// without consuming anything: the source options are taken later.
+std::vector<std::string> source_file_names(const arg_list& args) {
+  std::vector<std::string> names;
+  for (const char* option : {"-image", "-indxfile", "-vmdk", "-partition"}) {
+    const auto it = std::find(args.begin(), args.end(), option);
+    if (it == args.end() || it + 1 == args.end()) continue;
+    std::string list = *(it + 1);
+    for (size_t bar; (bar = list.find('|')) != std::string::npos; list.erase(0, bar + 1))
+      names.push_back(vk::trim(list.substr(0, bar)));
+    names.push_back(vk::trim(list));
+  }
+  return names;
+}
+
+bool same_file(const std::string& a, const std::string& b) {
+  struct stat first {}, second {};
+  return ::stat(a.c_str(), &first) == 0 && ::stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+         first.st_ino == second.st_ino;
+}
+
 // -out / -outfile (with -append): the results file is opened here so that an
-// unusable name ends the run before anything is analysed.
+// unusable name ends the run before anything is analysed.  Opening truncates,
+// so a results file that is one of the sources is refused first: the evidence
+// is never written.
 bool read_results_file_option(arg_list& args, indx_options& options, int& results_fd) {
   if (!take_value("-out", args, options.results_file)) take_value("-outfile", args, options.results_file);
   options.append = take_flag("-append", args);
   if (options.results_file.empty()) return true;
+  for (const std::string& source : source_file_names(args)) {
+    if (!same_file(options.results_file, source)) continue;
+    vk::print_message("prob opening file %s for output, it is the source being analysed, aborting\n",
+                      options.results_file.c_str());
+    return false;
+  }
   results_fd = vk::output_sink::open_results_file(options.results_file, options.append);
   if (results_fd >= 0) return true;
   vk::print_message("prob opening file %s for output, aborting\n", options.results_file.c_str());

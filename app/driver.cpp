@@ -46,9 +46,13 @@ void write_to_stdout(const std::string& text) {
 int run_mode(arg_list& args, indx_options& options, vk::output_sink& out, const std::string& header) {
   out << header << "\n";
   entry_writer writer(options, out);
-  const bool indx_file_mode = !options.indx_file.empty() || options.pipe;
-  if (!indx_file_mode) return run_volume_mode(args, options, writer);
-  return options.pipe ? run_indx_file_list(options, writer) : run_indx_file(options.indx_file, options, writer);
+  // With -pipe and no volume source, the INDX file names come from standard
+  // input; a volume source always means volume mode.
+  const bool volume_source = !options.image_file.empty() || !options.vmdk_list.empty() ||
+                             !options.drive_number.empty() || !options.partition.empty();
+  if (options.pipe && !volume_source) return run_indx_file_list(options, writer);
+  if (options.indx_file.empty()) return run_volume_mode(args, options, writer);
+  return run_indx_file(options.indx_file, options, writer);
 }
 
 }  // namespace

@@ -51,20 +51,16 @@ size_t utf8_length(std::string_view text) {
 }
 
 void csv_line::add(std::string_view cell, size_t width) {
-  if (!m_empty) {
-    m_text.append(m_pending_padding, ' ');
-    m_text += m_separator;
-  }
+  if (!m_empty) m_text += m_separator;
   m_empty = false;
   const size_t length = append_csv_cell(m_text, cell, m_separator);
-  m_pending_padding = width > length ? width - length : 0;
+  if (width > length) m_text.append(width - length, ' ');
 }
 
 std::string csv_line::finish() {
   std::string line = std::move(m_text);
   line += '\n';
   m_text.clear();
-  m_pending_padding = 0;
   m_empty = true;
   return line;
 }

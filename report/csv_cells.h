@@ -5,8 +5,8 @@
 // every inner quote doubled, so every CSV reader finds the same columns.
 // Padding, when a layout asks for it, is added outside the quotes: the cell
 // is left-justified and filled with blanks to its column width, counted in
-// characters (UTF-8 code points), never cut.  The last cell of a line is not
-// padded, so no line ends in blanks.
+// characters (UTF-8 code points, so a name with accents lines up on screen),
+// never cut; the last cell is padded too.
 #pragma once
 
 #include <cstddef>
@@ -36,6 +36,5 @@ class csv_line {
  private:
   std::string m_separator;
   std::string m_text;
-  size_t m_pending_padding = 0;
   bool m_empty = true;
 };

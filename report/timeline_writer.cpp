@@ -103,9 +103,9 @@ timeline_record make_timeline_record(const indx_entry& entry, const std::string&
   return record;
 }
 
-// Rows come in M, A, C, B order of each value's first appearance.  A zero
-// timestamp means "never set" and gets no row; a non-zero value that does not
-// convert keeps its row, with empty date and time, so the entry is not lost.
+// Rows come in M, A, C, B order of each value's first appearance.  A time
+// that does not convert (zero included) keeps its row, with empty date and
+// time, so no entry is lost from the timeline.
 void write_log2timeline_rows(bool& first_call, vk::output_sink& out, const timeline_record& record,
                              const indx_options& options) {
   if (first_call) {
@@ -113,18 +113,16 @@ void write_log2timeline_rows(bool& first_call, vk::output_sink& out, const timel
     first_call = false;
   }
   for (size_t i = 0; i < record.times.size(); ++i) {
-    if (record.times[i] != 0 && is_first_of_value(record, i))
+    if (is_first_of_value(record, i))
       out.write(log2timeline_row(record, record.times[i], options));
   }
 }
 
-uint64_t bodyfile_seconds(uint64_t filetime) {
+int64_t bodyfile_seconds(uint64_t filetime) {
   const vk::time value(filetime, vk::type_time::filetime);
-  return value.valid() && value.unix_seconds() > 0 ? static_cast<uint64_t>(value.unix_seconds()) : 0;
+  return value.valid() ? value.unix_seconds() : 0;
 }
 
-// An entry number shown as missing elsewhere is written as inode 0 here: the
-// field is numeric in every bodyfile reader.
 bodyfile_record make_bodyfile_record(const indx_entry& entry, const std::string& directory,
                                      const indx_options& options) {
   bodyfile_record record;
@@ -135,7 +133,7 @@ bodyfile_record make_bodyfile_record(const indx_entry& entry, const std::string&
   }
   if (!entry.is_valid) name += " (slack)";
   record.name = bodyfile_safe(name);
-  record.inode = entry_number_missing(entry) ? 0 : mft_entry_of(entry.file_ref);
+  record.inode = mft_entry_of(entry.file_ref);
   record.mode = entry.is_dir ? "d/drwxrwxrwx" : "r/rrwxrwxrwx";
   record.size = entry.real_size();
   record.access_time = bodyfile_seconds(entry.accessed());
@@ -151,6 +149,6 @@ void write_bodyfile_line(bool& first_call, vk::output_sink& out, const bodyfile_
     first_call = false;
   }
   out.write("0|" + record.name + "|" + vk::dec(record.inode) + "|" + record.mode + "|0|0|" + vk::dec(record.size) +
-            "|" + vk::dec(record.access_time) + "|" + vk::dec(record.modify_time) + "|" +
-            vk::dec(record.change_time) + "|" + vk::dec(record.create_time) + "\n");
+            "|" + std::to_string(record.access_time) + "|" + std::to_string(record.modify_time) + "|" +
+            std::to_string(record.change_time) + "|" + std::to_string(record.create_time) + "\n");
 }

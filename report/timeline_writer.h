@@ -39,11 +39,11 @@ struct bodyfile_record {
   uint64_t inode = 0;
   std::string mode;
   uint64_t size = 0;
-  // Seconds since 1970-01-01 UTC.
-  uint64_t access_time = 0;
-  uint64_t modify_time = 0;
-  uint64_t change_time = 0;
-  uint64_t create_time = 0;
+  // Seconds since 1970-01-01 UTC; negative before 1970.
+  int64_t access_time = 0;
+  int64_t modify_time = 0;
+  int64_t change_time = 0;
+  int64_t create_time = 0;
 };
 
 bodyfile_record make_bodyfile_record(const indx_entry& entry, const std::string& directory,
@@ -51,6 +51,6 @@ bodyfile_record make_bodyfile_record(const indx_entry& entry, const std::string&
 
 void write_bodyfile_line(bool& first_call, vk::output_sink& out, const bodyfile_record& record);
 
-// Seconds since 1970 of a FILETIME for a bodyfile: 0 for a zero, unconvertible
-// or pre-1970 value, since bodyfile readers take 0 as "no time".
-uint64_t bodyfile_seconds(uint64_t filetime);
+// Seconds since 1970 of a FILETIME for a bodyfile: 0 for a zero or
+// unconvertible value, negative for a time before 1970.
+int64_t bodyfile_seconds(uint64_t filetime);

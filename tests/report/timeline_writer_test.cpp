@@ -45,7 +45,7 @@ TEST(log2timeline, equal_times_share_one_row) {
                 "\\docs\\report.docx,0x00001234,indx offset: 0x00000058,slix (vornak),\n");
 }
 
-TEST(log2timeline, rows_follow_first_appearance_and_skip_zero_times) {
+TEST(log2timeline, rows_follow_first_appearance_and_keep_zero_times) {
   indx_entry entry = sample_slack_dir();
   const uint64_t t = sample_time();
   report_test::set_times(entry, seconds_later(t, 5), 0, t, seconds_later(t, 5));
@@ -58,6 +58,8 @@ TEST(log2timeline, rows_follow_first_appearance_and_skip_zero_times) {
             "date/time,timezone,MACB,source,sourcetype,type,user,host,short,desc,version,filename,inode,notes,"
             "format,extra\n"
             "2023-06-05 14:03:12.123,UTC,M..B,INDX,NTFS:INDX-slack,Last Modified; Created,u,h,slack dir entry,"
+            "\\docs\\old dir (parent inode 64),2,\\docs\\old dir,119,indx offset: 416,slix (vornak),deleted\n"
+            ",UTC,.A..,INDX,NTFS:INDX-slack,Last Access,u,h,slack dir entry,"
             "\\docs\\old dir (parent inode 64),2,\\docs\\old dir,119,indx offset: 416,slix (vornak),deleted\n"
             "2023-06-05 14:03:07.123,UTC,..C.,INDX,NTFS:INDX-slack,MFT Change,u,h,slack dir entry,"
             "\\docs\\old dir (parent inode 64),2,\\docs\\old dir,119,indx offset: 416,slix (vornak),deleted\n");
@@ -93,7 +95,9 @@ TEST(bodyfile, header_and_lines) {
                 std::to_string(unix_t + 30) + "\n");
 }
 
-TEST(bodyfile, unusable_times_and_missing_inode_are_zero) {
+// Unconvertible times are 0, a time before 1970 is negative, and the inode is
+// the entry number even where other layouts show it as missing.
+TEST(bodyfile, time_bounds_and_inode) {
   indx_entry entry = sample_file();
   entry.name = "two\nlines";
   entry.file_ref = make_mft_ref(0, 4);
@@ -102,7 +106,9 @@ TEST(bodyfile, unusable_times_and_missing_inode_are_zero) {
   options.show_offset = false;
   options.base10 = true;
   const std::string out = write_entries(options, {entry});
-  EXPECT_TRUE(out.ends_with("\n0|\\docs\\two lines|0|r/rrwxrwxrwx|0|0|2748|0|0|0|0\n")) << out;
+  EXPECT_TRUE(out.ends_with("\n0|\\docs\\two lines|0|r/rrwxrwxrwx|0|0|2748|-86400|0|0|-11644473600\n")) << out;
+  entry.file_ref = make_mft_ref(37, 0);
+  EXPECT_NE(write_entries(options, {entry}).find("|37|r/rrwxrwxrwx|"), std::string::npos);
 }
 
 }  // namespace
