@@ -111,9 +111,10 @@ void parse_allocation(index_pass& pass, const data_run_list& runs, bool whole_st
       std::fill(chunk.begin(), chunk.end(), 0);
       continue;
     }
+    // The dump holds the records as the parser sees them: fixed up.
+    if (chunk.size() >= record) fix_up_index_records(chunk, record, pass.volume.bytes_per_sector());
     dump.append(chunk);
     if (chunk.size() < record) break;
-    fix_up_index_records(chunk, record, pass.volume.bytes_per_sector());
     const vk::le_reader bytes(chunk);
     for (uint64_t p = 0; record <= chunk.size() - p; p += record) {
       const vk::le_reader node = bytes.sub(p + indx_format::rec_node_header, record - indx_format::rec_node_header);

@@ -211,5 +211,7 @@ bool entry_of_path(CNtfs& volume, const std::string& given, uint64_t& entry, uin
     return false;
   }
   entry = walk.entries.back();
-  return record_sequence(volume, entry, seq);
+  // The path resolved; a record that cannot be read shows when it is analysed.
+  if (!record_sequence(volume, entry, seq)) seq = 0;
+  return true;
 }

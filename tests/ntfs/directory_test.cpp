@@ -124,6 +124,11 @@ TEST(DirectoryIndex, RawDumpsAndTheEmptyOneRemoved) {
   EXPECT_EQ(err, "deleted: " + alloc_name + "\n");
   EXPECT_FALSE(std::filesystem::exists(alloc_name));
   EXPECT_EQ(slix_test::read_file(dir.path() + "/c..my_dir.x.indx.root.bin"), index.root);
+  // A readable allocation is dumped as parsed: records fixed up.
+  probe_disk readable(allocation_tree().bytes);
+  CNtfs whole(readable, 0);
+  analyse_directory(whole, options, 40, 1, index);
+  EXPECT_EQ(slix_test::read_file(alloc_name), index.alloc);
 }
 
 TEST(DirectoryTree, PathsAndBrokenChains) {
