@@ -27,33 +27,33 @@ char first_separator(const std::string& pattern) {
 
 // Fills the date part of the layout; false when the pattern lacks a month,
 // a year or a day, or orders them in a way no layout knows.
-bool parse_date_pattern(time_format_spec& spec, const std::string& pattern) {
-  spec.date_separator = static_cast<uint8_t>(first_separator(pattern));
+bool parse_date_pattern(time_format_spec& time_layout, const std::string& pattern) {
+  time_layout.date_separator = static_cast<uint8_t>(first_separator(pattern));
   size_t month = pattern.find("mmm");
   if (month != std::string::npos) {
-    spec.date_flags |= date_flag::month_name;
+    time_layout.date_flags |= date_flag::month_name;
   } else if ((month = pattern.find("mm")) != std::string::npos) {
-    spec.date_flags |= date_flag::month_number;
+    time_layout.date_flags |= date_flag::month_number;
   } else {
     return false;
   }
   size_t year = pattern.find("yyyy");
   if (year != std::string::npos) {
-    spec.date_flags |= date_flag::year_long;
+    time_layout.date_flags |= date_flag::year_long;
   } else if ((year = pattern.find("yy")) != std::string::npos) {
-    spec.date_flags |= date_flag::year_short;
+    time_layout.date_flags |= date_flag::year_short;
   } else {
     return false;
   }
-  if (pattern.find(',') != std::string::npos) spec.date_flags |= date_flag::has_comma;
+  if (pattern.find(',') != std::string::npos) time_layout.date_flags |= date_flag::has_comma;
   const size_t day = pattern.find("dd");
   if (day == std::string::npos) return false;
   if (day < month && month < year) {
-    spec.date_flags |= date_flag::order_dmy;
+    time_layout.date_flags |= date_flag::order_dmy;
   } else if (month < day && day < year) {
-    spec.date_flags |= date_flag::order_mdy;
+    time_layout.date_flags |= date_flag::order_mdy;
   } else if (year < month && month < day) {
-    spec.date_flags |= date_flag::order_ymd;
+    time_layout.date_flags |= date_flag::order_ymd;
   } else {
     return false;
   }
@@ -69,13 +69,13 @@ unsigned fraction_digits_of(const std::string& pattern) {
 }
 
 // Appends the date; nothing for a layout that gives no date.
-void render_date(std::string& out, const vk::_windows_systemtime& st, const time_format_spec& spec) {
+void render_date(std::string& out, const vk::_windows_systemtime& st, const time_format_spec& time_layout) {
   // A zero separator is written as a NUL character all the same.
-  const char sep = static_cast<char>(spec.date_separator);
+  const char sep = static_cast<char>(time_layout.date_separator);
   // The year keeps all its digits even with "yy".
-  const int year_width = (spec.date_flags & date_flag::year_long) ? 4 : 2;
-  const bool numeric = (spec.date_flags & date_flag::month_number) != 0;
-  if (!numeric && (!(spec.date_flags & date_flag::month_name) || st.wMonth < 1 || st.wMonth > 12)) return;
+  const int year_width = (time_layout.date_flags & date_flag::year_long) ? 4 : 2;
+  const bool numeric = (time_layout.date_flags & date_flag::month_number) != 0;
+  if (!numeric && (!(time_layout.date_flags & date_flag::month_name) || st.wMonth < 1 || st.wMonth > 12)) return;
   const auto month = [&] {
     if (numeric) {
       vk::append_dec(out, st.wMonth, 2);
@@ -83,19 +83,19 @@ void render_date(std::string& out, const vk::_windows_systemtime& st, const time
       out += month_names[st.wMonth - 1];
     }
   };
-  if (spec.date_flags & date_flag::order_mdy) {
+  if (time_layout.date_flags & date_flag::order_mdy) {
     month();
     out += sep;
     vk::append_dec(out, st.wDay, 2);
     out += sep;
     vk::append_dec(out, st.wYear, year_width);
-  } else if (spec.date_flags & date_flag::order_dmy) {
+  } else if (time_layout.date_flags & date_flag::order_dmy) {
     vk::append_dec(out, st.wDay, 2);
     out += sep;
     month();
     out += sep;
     vk::append_dec(out, st.wYear, year_width);
-  } else if ((spec.date_flags & date_flag::order_ymd) && numeric) {
+  } else if ((time_layout.date_flags & date_flag::order_ymd) && numeric) {
     vk::append_dec(out, st.wYear, year_width);
     out += sep;
     month();
@@ -126,37 +126,37 @@ void render_fraction(std::string& out, const vk::_windows_systemtime& st, unsign
   vk::append_dec(out, value, static_cast<int>(digits));
 }
 
-void render_clock(std::string& out, const vk::_windows_systemtime& st, const time_format_spec& spec) {
+void render_clock(std::string& out, const vk::_windows_systemtime& st, const time_format_spec& time_layout) {
   vk::append_dec(out, st.wHour, 2);
   out += ':';
   vk::append_dec(out, st.wMinute, 2);
   out += ':';
   vk::append_dec(out, st.wSecond, 2);
-  render_fraction(out, st, spec.fraction_digits());
+  render_fraction(out, st, time_layout.fraction_digits());
 }
 
 }  // namespace
 
-bool build_time_format_spec(time_format_spec& spec, const std::string& date_pattern,
+bool build_time_format_spec(time_format_spec& time_layout, const std::string& date_pattern,
                             const std::string& time_pattern, bool pair_datetime) {
-  spec = time_format_spec{};
-  if (pair_datetime) spec.time_flags |= pair_datetime_bit;
-  if (!date_pattern.empty() && !parse_date_pattern(spec, date_pattern)) return false;
+  time_layout = time_format_spec{};
+  if (pair_datetime) time_layout.time_flags |= pair_datetime_bit;
+  if (!date_pattern.empty() && !parse_date_pattern(time_layout, date_pattern)) return false;
   if (!time_pattern.empty())
-    spec.time_flags |= static_cast<uint8_t>(fraction_digits_of(time_pattern) << fraction_shift);
+    time_layout.time_flags |= static_cast<uint8_t>(fraction_digits_of(time_pattern) << fraction_shift);
   return true;
 }
 
-bool render_time(const vk::time& value, const time_format_spec& spec, std::string& date, std::string& time) {
+bool render_time(const vk::time& value, const time_format_spec& time_layout, std::string& date, std::string& time) {
   date.clear();
   time.clear();
   if (!value.valid()) return false;
-  const time_format_spec& layout = spec.is_default() ? default_spec : spec;
+  const time_format_spec& layout = time_layout.is_default() ? default_spec : time_layout;
   render_date(date, value.systemtime(), layout);
   render_clock(time, value.systemtime(), layout);
   return true;
 }
 
-bool render_filetime(uint64_t filetime, const time_format_spec& spec, std::string& date, std::string& time) {
-  return render_time(vk::time(filetime, vk::type_time::filetime), spec, date, time);
+bool render_filetime(uint64_t filetime, const time_format_spec& time_layout, std::string& date, std::string& time) {
+  return render_time(vk::time(filetime, vk::type_time::filetime), time_layout, date, time);
 }

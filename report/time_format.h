@@ -33,12 +33,12 @@ constexpr uint8_t order_ymd = 0x80;
 
 // Builds the layout from the (lower-cased) patterns; false when a pattern
 // could not be understood, leaving the flags built so far.
-bool build_time_format_spec(time_format_spec& spec, const std::string& date_pattern,
+bool build_time_format_spec(time_format_spec& time_layout, const std::string& date_pattern,
                             const std::string& time_pattern, bool pair_datetime);
 
 // Renders a time into separate date and time strings; both stay empty for an
 // invalid time.  Returns true when something was rendered.
-bool render_time(const vk::time& value, const time_format_spec& spec, std::string& date, std::string& time);
+bool render_time(const vk::time& value, const time_format_spec& time_layout, std::string& date, std::string& time);
 
 // Shorthand for a raw FILETIME.
-bool render_filetime(uint64_t filetime, const time_format_spec& spec, std::string& date, std::string& time);
+bool render_filetime(uint64_t filetime, const time_format_spec& time_layout, std::string& date, std::string& time);

@@ -14,16 +14,16 @@ struct rendered {
   std::string time;
 };
 
-rendered render(uint64_t filetime, const time_format_spec& spec) {
+rendered render(uint64_t filetime, const time_format_spec& time_layout) {
   rendered r;
-  r.ok = render_filetime(filetime, spec, r.date, r.time);
+  r.ok = render_filetime(filetime, time_layout, r.date, r.time);
   return r;
 }
 
 time_format_spec built(const std::string& date_pattern, const std::string& time_pattern) {
-  time_format_spec spec;
-  EXPECT_TRUE(build_time_format_spec(spec, date_pattern, time_pattern, false)) << date_pattern << " " << time_pattern;
-  return spec;
+  time_format_spec time_layout;
+  EXPECT_TRUE(build_time_format_spec(time_layout, date_pattern, time_pattern, false)) << date_pattern << " " << time_pattern;
+  return time_layout;
 }
 
 TEST(time_format, zero_and_unconvertible_times_render_empty) {
@@ -79,9 +79,9 @@ INSTANTIATE_TEST_SUITE_P(
 // date then renders empty while the time still renders.
 TEST(time_format, unusable_date_patterns_fail) {
   for (const char* pattern : {"yyyy-dd-mm", "dd/yyyy/", "mm/dd/..", "mm/yyyy."}) {
-    time_format_spec spec;
-    EXPECT_FALSE(build_time_format_spec(spec, pattern, "hh:mm:ss", false)) << pattern;
-    const rendered r = render(sample_time(), spec);
+    time_format_spec time_layout;
+    EXPECT_FALSE(build_time_format_spec(time_layout, pattern, "hh:mm:ss", false)) << pattern;
+    const rendered r = render(sample_time(), time_layout);
     EXPECT_EQ(r.date, "") << pattern;
     EXPECT_EQ(r.time.substr(0, 8), "14:03:07") << pattern;
   }
@@ -109,12 +109,12 @@ INSTANTIATE_TEST_SUITE_P(patterns, fraction_layout,
                                          fraction_case{"hh:mm:ss.xxxxxxxxxx", "14:03:07.123456700"}));
 
 TEST(time_format, one_and_two_digit_fractions_come_from_the_microseconds) {
-  time_format_spec spec = built("yyyy-mm-dd", "hh:mm:ss");
+  time_format_spec time_layout = built("yyyy-mm-dd", "hh:mm:ss");
   const uint64_t almost_next_second = sample_time() - 1234567 + 9999999;
-  spec.time_flags = 1 << 1;
-  EXPECT_EQ(render(almost_next_second, spec).time, "14:03:07.9");
-  spec.time_flags = 2 << 1;
-  EXPECT_EQ(render(almost_next_second, spec).time, "14:03:07.99");
+  time_layout.time_flags = 1 << 1;
+  EXPECT_EQ(render(almost_next_second, time_layout).time, "14:03:07.9");
+  time_layout.time_flags = 2 << 1;
+  EXPECT_EQ(render(almost_next_second, time_layout).time, "14:03:07.99");
 }
 
 }  // namespace
