@@ -56,7 +56,6 @@ struct indx_options {
   // Raw dumps of a directory's index streams (".indx.root.bin", ".indx.alloc.bin").
   bool raw_dump = false;
   std::string dump_base_name;
-  bool whole_stream_read = false;
 
   // A carved reference with sequence 0 and an entry number above this is
   // reported as 0.  Unlimited for INDX files; the MFT size on a volume.

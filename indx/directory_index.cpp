@@ -96,14 +96,12 @@ void fix_up_index_records(std::span<uint8_t> chunk, size_t record_size, size_t s
 // record of every chunk read.  An unreadable chunk stays zero in `alloc`, so
 // later records keep their stream positions; a chunk shorter than one
 // record ends the reading.
-void parse_allocation(index_pass& pass, const data_run_list& runs, bool whole_stream, byte_array& alloc,
-                      raw_dump& dump) {
+void parse_allocation(index_pass& pass, const data_run_list& runs, byte_array& alloc, raw_dump& dump) {
   const uint64_t cluster = pass.volume.cluster_size();
   const uint64_t record = pass.volume.index_record_size();
   const uint64_t total = std::min({total_clusters(runs), pass.volume.cluster_limit(), max_index_stream_bytes / cluster});
-  const uint64_t step = whole_stream ? total : chunk_clusters;
-  for (uint64_t vcn = 0; vcn < total; vcn += step) {
-    const uint64_t clusters = std::min(step, total - vcn);
+  for (uint64_t vcn = 0; vcn < total; vcn += chunk_clusters) {
+    const uint64_t clusters = std::min(chunk_clusters, total - vcn);
     const uint64_t base = vcn * cluster;
     alloc.resize(base + clusters * cluster);
     const auto chunk = std::span<uint8_t>(alloc).subspan(base, clusters * cluster);
@@ -178,7 +176,7 @@ bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entr
     } else if (!alloc_done && is_index_attribute(attribute, indx_format::attr_type_index_allocation)) {
       raw_dump dump(options, ".indx.alloc.bin");
       const data_run_list runs = stream_runs(record.attributes, attribute.type, index_name);
-      parse_allocation(pass, runs, options.whole_stream_read, out.alloc, dump);
+      parse_allocation(pass, runs, out.alloc, dump);
       type = indx_format::attr_type_index_allocation;
       alloc_done = true;
     } else {
@@ -205,7 +203,7 @@ bool read_directory_children(CNtfs& volume, uint64_t entry, std::vector<director
   const data_run_list runs = stream_runs(record.attributes, indx_format::attr_type_index_allocation, index_name);
   if (!runs.empty()) {
     raw_dump dump(no_dump, "");
-    parse_allocation(pass, runs, false, buffer, dump);
+    parse_allocation(pass, runs, buffer, dump);
   }
   for (const auto& [key, child] : stores.valid) {
     children.push_back({mft_entry_of(child.file_ref), mft_sequence_of(child.file_ref), child.name, child.is_dir});

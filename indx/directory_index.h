@@ -26,7 +26,9 @@ struct directory_index {
   // The whole $INDEX_ALLOCATION stream as read and fixed up (unreadable
   // chunks as zeros): an entry at stream offset o starts at alloc[o].
   byte_array alloc;
-  // Every entry collected, each stamped with the attribute it came from.
+  // The live entries of the attributes merged so far: the allocation's slack
+  // is compared with the root's live names too.  (Slack entries move into
+  // the report.)
   entry_stores stores;
   entry_report report;
 

@@ -36,12 +36,6 @@ size_t append_csv_cell(std::string& out, std::string_view cell, std::string_view
 
 }  // namespace
 
-std::string quote_csv_cell(std::string_view cell, std::string_view separator) {
-  std::string out;
-  append_csv_cell(out, cell, separator);
-  return out;
-}
-
 size_t utf8_length(std::string_view text) {
   size_t count = 0;
   for (char c : text) {

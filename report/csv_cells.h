@@ -19,8 +19,6 @@
 // its blanks taken out under -no_whitespace.
 std::string csv_separator_of(const indx_options& options);
 
-std::string quote_csv_cell(std::string_view cell, std::string_view separator);
-
 // Characters in a UTF-8 text (bytes that do not continue a sequence).
 size_t utf8_length(std::string_view text);
 
