@@ -12,11 +12,11 @@ namespace pf = partition_format;
 
 namespace {
 
-// Real tables hold 128 entries of 128 bytes (16 KiB).  A header may claim up
-// to 2^32 entries of 2^32 bytes; entries past this bound are not read, so a
-// hostile header can neither make the scanner allocate without bound nor
-// list millions of rows.
-constexpr uint64_t max_entry_array_bytes = 1 << 20;
+// Real tables hold 128 entries of 128 bytes (16 KiB), but a header may claim
+// up to 2^32 entries of up to 2^32 bytes.  The whole array is read, as far as
+// the disk holds it, a bounded piece at a time: a hostile header costs reads
+// bounded by the disk's size and never an allocation it dictates.
+constexpr uint64_t entry_read_chunk = 1 << 20;
 
 constexpr size_t gpt_name_units = pf::gpt_name_size / 2;
 
@@ -25,10 +25,8 @@ uint64_t saturating_product(uint64_t a, uint64_t b) {
   return a * b;
 }
 
-partition_record gpt_fixed_row(uint64_t start, uint64_t count, uint32_t sector_size, const char* description) {
-  partition_record row = make_row(start, count, partition_type_gpt, sector_size, description);
-  row.is_gpt = true;
-  return row;
+partition_record gpt_fixed_row(uint64_t start, uint64_t count, uint32_t sector_size, row_kind kind) {
+  return make_row(start, count, partition_type_gpt, sector_size, kind);
 }
 
 void copy_guid(const vk::le_reader& entry, size_t off, std::array<uint8_t, 16>& guid) {
@@ -50,7 +48,7 @@ std::u16string read_entry_name(const vk::le_reader& entry) {
 }
 
 partition_record gpt_entry_row(const vk::le_reader& entry, uint32_t sector_size) {
-  partition_record row = gpt_fixed_row(0, 0, sector_size, "gpt partition");
+  partition_record row = gpt_fixed_row(0, 0, sector_size, row_kind::gpt_partition);
   copy_guid(entry, pf::gpt_type_guid, row.type_guid);
   copy_guid(entry, pf::gpt_unique_guid, row.unique_guid);
   const uint64_t first = entry.u64(pf::gpt_first_lba);
@@ -66,20 +64,34 @@ partition_record gpt_entry_row(const vk::le_reader& entry, uint32_t sector_size)
   return row;
 }
 
-void read_gpt_entries(disk& source, const vk::le_reader& header, uint32_t sector_size, partition_list& rows) {
-  const uint64_t entry_size = header.u32(pf::gpt_entry_size);
-  const uint64_t claimed = header.u32(pf::gpt_entry_count);
-  if (!header.ok() || entry_size < pf::gpt_min_entry_size) return;
-  const uint64_t count = std::min(claimed, max_entry_array_bytes / entry_size);
-  const uint64_t array_offset = saturating_product(header.u64(pf::gpt_entries_lba), sector_size);
-  if (count == 0 || array_offset >= source.size()) return;
-  std::vector<uint8_t> array(std::min<uint64_t>(count * entry_size, source.size() - array_offset));
-  const vk::le_reader entries(std::span<const uint8_t>(array.data(), source.read(array_offset, array)));
-  for (uint64_t i = 0; i < count && entries.has(i * entry_size, entry_size); ++i) {
-    const vk::le_reader entry = entries.sub(i * entry_size, entry_size);
+void take_used_entries(const vk::le_reader& entries, uint64_t entry_size, uint32_t sector_size,
+                       partition_list& rows) {
+  for (uint64_t at = 0; entries.has(at, entry_size); at += entry_size) {
+    const vk::le_reader entry = entries.sub(at, entry_size);
     std::array<uint8_t, 16> type_guid{};
     copy_guid(entry, pf::gpt_type_guid, type_guid);
     if (!is_unused(type_guid)) rows.push_back(gpt_entry_row(entry, sector_size));
+  }
+}
+
+void read_gpt_entries(disk& source, const vk::le_reader& header, uint32_t sector_size, partition_list& rows) {
+  const uint64_t entry_size = header.u32(pf::gpt_entry_size);
+  const uint64_t count = header.u32(pf::gpt_entry_count);
+  // Entries are 128 bytes times a power of two; one larger than a read chunk
+  // is damage, and reading it would let the header size the allocation.
+  if (!header.ok() || entry_size < pf::gpt_min_entry_size || entry_size > entry_read_chunk) return;
+  const uint64_t array_offset = saturating_product(header.u64(pf::gpt_entries_lba), sector_size);
+  if (array_offset >= source.size()) return;
+  const uint64_t array_bytes = std::min(saturating_product(count, entry_size), source.size() - array_offset);
+  const uint64_t entries_per_chunk = std::max<uint64_t>(1, entry_read_chunk / entry_size);
+  std::vector<uint8_t> chunk;
+  for (uint64_t done = 0; done + entry_size <= array_bytes;) {
+    const uint64_t bytes = std::min(entries_per_chunk * entry_size, array_bytes - done) / entry_size * entry_size;
+    chunk.resize(bytes);
+    const size_t got = source.read(array_offset + done, chunk);
+    take_used_entries(vk::le_reader(std::span<const uint8_t>(chunk.data(), got)), entry_size, sector_size, rows);
+    if (got < bytes) return;
+    done += bytes;
   }
 }
 
@@ -100,10 +112,11 @@ bool read_gpt_table(disk& source, partition_list& rows) {
   if (sector_size == 0) return false;
   const vk::le_reader header = vk::le_reader(probe).from(sector_size);
   if (header.u64(pf::gpt_current_lba) != 1 || !header.ok()) return false;
-  rows.push_back(gpt_fixed_row(0, 1, sector_size, "protective_mbr"));
-  rows.push_back(gpt_fixed_row(1, 1, sector_size, "gpt header"));
+  // The protective MBR, the header and the entry array.
+  rows.push_back(gpt_fixed_row(0, 1, sector_size, row_kind::gpt_structure));
+  rows.push_back(gpt_fixed_row(1, 1, sector_size, row_kind::gpt_structure));
   rows.push_back(gpt_fixed_row(pf::gpt_entries_row_start, pf::gpt_entries_row_count, sector_size,
-                               "gpt partition entries"));
+                               row_kind::gpt_structure));
   read_gpt_entries(source, header, sector_size, rows);
   return true;
 }

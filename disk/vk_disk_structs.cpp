@@ -15,11 +15,6 @@ namespace pf = partition_format;
 
 namespace {
 
-// An extended chain is a linked list stored on the disk itself; a hostile or
-// damaged record can link back to itself or to an earlier record.  Real
-// chains seldom pass a few dozen logical partitions.
-constexpr size_t max_extended_links = 128;
-
 // A displaced MBR is looked for sector by sector up to this offset.
 constexpr uint64_t search_limit = 1 << 20;
 
@@ -51,12 +46,17 @@ bool is_taken(const mbr_entry& entry) {
 
 // Walks a chain of extended boot records.  Logical partitions are relative to
 // the record that lists them; links to the next record are relative to the
-// chain's base (the extended partition's own start).
+// chain's base (the extended partition's own start).  The chain is a linked
+// list stored on the disk itself, so a damaged or hostile record can link
+// back to an earlier one: the walk ends at a record already visited, and at
+// one past the end of the disk, so its length is bounded by the disk's size
+// and never by a count that a real disk could exceed.
 void walk_extended_chain(disk& source, uint64_t chain_base, uint32_t sector_size, partition_list& rows) {
   std::set<uint64_t> visited;
   uint64_t record_lba = chain_base;
   std::vector<uint8_t> sector(pf::mbr_size);
-  for (size_t link = 0; link < max_extended_links && visited.insert(record_lba).second; ++link) {
+  const uint64_t disk_sectors = source.size() / sector_size;
+  while (record_lba < disk_sectors && visited.insert(record_lba).second) {
     if (!source.read_exact(saturating_product(record_lba, sector_size), sector)) return;
     const vk::le_reader record(sector);
     bool has_next = false;
@@ -66,7 +66,7 @@ void walk_extended_chain(disk& source, uint64_t chain_base, uint32_t sector_size
       if (!is_taken(entry)) break;
       if (!is_extended_chain_type(entry.type)) {
         rows.push_back(make_row(saturating_add(record_lba, entry.start_lba), entry.sector_count, entry.type,
-                                sector_size, "logical"));
+                                sector_size, row_kind::logical));
       } else if (!has_next) {
         has_next = true;
         next_lba = saturating_add(chain_base, entry.start_lba);
@@ -88,7 +88,7 @@ bool walk_mbr(disk& source, std::span<const uint8_t> mbr, uint64_t base, uint32_
     if (!is_taken(entry)) continue;
     const uint64_t start = saturating_add(base, entry.start_lba);
     const bool extended = is_extended_chain_type(entry.type);
-    rows.push_back(make_row(start, entry.sector_count, entry.type, sector_size, extended ? "extended" : "primary"));
+    rows.push_back(make_row(start, entry.sector_count, entry.type, sector_size, extended ? row_kind::extended : row_kind::primary));
     if (extended) walk_extended_chain(source, start, sector_size, rows);
   }
   return true;
@@ -117,9 +117,7 @@ bool read_displaced_mbr(disk& source, partition_list& rows) {
 }
 
 partition_record whole_disk_row(uint64_t disk_size, uint16_t type) {
-  partition_record row = make_row(0, disk_size / pf::mbr_size, type, pf::mbr_size, "volume");
-  row.whole_disk_is_volume = true;
-  return row;
+  return make_row(0, disk_size / pf::mbr_size, type, pf::mbr_size, row_kind::whole_volume);
 }
 
 bool has_ext_superblock(std::span<const uint8_t> head) {
@@ -154,36 +152,38 @@ void classify_rows(disk& source, partition_list& rows) {
   }
 }
 
-// Every stretch of the disk that no row covers becomes an "unalloc" row.
-// Rows may overlap (an extended partition holds its logical ones), so the
-// covered end is carried as a running maximum.
+// Every stretch of the disk that no row covers becomes an "unalloc" row.  An
+// extended partition is a container, not space in use: the free sectors
+// inside it (its boot records' own sectors, the space between and after its
+// logical partitions) are gaps too.  Rows may still overlap (a damaged
+// table), so the covered end is carried as a running maximum.
 void add_gaps(partition_list& rows, uint64_t disk_size) {
   const uint32_t sector_size = rows.front().sector_size;
   const uint64_t disk_sectors = disk_size / sector_size;
   std::vector<std::pair<uint64_t, uint64_t>> extents;
-  for (const partition_record& row : rows) extents.emplace_back(row.start_sector, row.end_sector());
+  for (const partition_record& row : rows)
+    if (row.kind != row_kind::extended) extents.emplace_back(row.start_sector, row.end_sector());
   std::sort(extents.begin(), extents.end());
   uint64_t covered = 0;
   partition_list gaps;
   for (const auto& [start, end] : extents) {
     const uint64_t gap_end = std::min(start, disk_sectors);
-    if (gap_end > covered) gaps.push_back(make_row(covered, gap_end - covered, 0, sector_size, "unalloc"));
+    if (gap_end > covered) gaps.push_back(make_row(covered, gap_end - covered, 0, sector_size, row_kind::gap));
     covered = std::max(covered, end);
   }
-  if (disk_sectors > covered) gaps.push_back(make_row(covered, disk_sectors - covered, 0, sector_size, "unalloc"));
+  if (disk_sectors > covered) gaps.push_back(make_row(covered, disk_sectors - covered, 0, sector_size, row_kind::gap));
   rows.insert(rows.end(), gaps.begin(), gaps.end());
 }
 
 }  // namespace
 
-partition_record make_row(uint64_t start, uint64_t count, uint16_t type, uint32_t sector_size,
-                          const char* description) {
+partition_record make_row(uint64_t start, uint64_t count, uint16_t type, uint32_t sector_size, row_kind kind) {
   partition_record row;
   row.start_sector = start;
   row.sector_count = count;
   row.type = type;
   row.sector_size = sector_size;
-  row.description = description;
+  row.kind = kind;
   return row;
 }
 

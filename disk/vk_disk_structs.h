@@ -10,6 +10,11 @@
 
 #include "disk/disk.h"
 
+// What a row of the listing stands for.  Extended partitions are containers:
+// the free space inside them, between their logical partitions, is listed as
+// gaps like any other.
+enum class row_kind { primary, extended, logical, gpt_structure, gpt_partition, whole_volume, gap };
+
 struct partition_record {
   uint64_t start_sector = 0;
   uint64_t sector_count = 0;
@@ -17,9 +22,7 @@ struct partition_record {
   // partition's content has partition_type_guessed set.
   uint16_t type = 0;
   uint32_t sector_size = 512;
-  bool is_gpt = false;
-  bool whole_disk_is_volume = false;
-  std::string description;  // "primary", "logical", "unalloc", "gpt header", ...
+  row_kind kind = row_kind::primary;
   std::string label;  // the GPT entry name as UTF-8
   std::array<uint8_t, 16> type_guid{};
   std::array<uint8_t, 16> unique_guid{};
@@ -31,11 +34,11 @@ struct partition_record {
   uint64_t byte_offset() const;
   uint64_t end_byte() const;
   uint64_t end_sector() const;
+  bool is_gap() const { return kind == row_kind::gap; }
 };
 
 // A row of the partition list with the fields every kind of row has.
-partition_record make_row(uint64_t start, uint64_t count, uint16_t type, uint32_t sector_size,
-                          const char* description);
+partition_record make_row(uint64_t start, uint64_t count, uint16_t type, uint32_t sector_size, row_kind kind);
 
 // The rows in the order the tables list them, followed by the "unalloc" gaps
 // in ascending order.

@@ -23,11 +23,7 @@ bool starts_with_ntfs_boot_sector(disk& source) {
   return source.read_exact(0, head) && is_ntfs_boot_sector(head);
 }
 
-bool is_gap(const partition_record& row) { return row.description == "unalloc"; }
-
-std::string row_name(const partition_record& row) {
-  return is_gap(row) ? row.description : partition_type_name(row.type);
-}
+std::string row_name(const partition_record& row) { return row.is_gap() ? "unalloc" : partition_type_name(row.type); }
 
 // Every row in disk order, gaps named "unalloc", so the examiner sees the
 // whole layout of the disk.
@@ -45,7 +41,7 @@ void print_listing(partition_list rows) {
 // examiner who gave no offset selected nothing.  With it, the first row
 // starting there (table rows come before gaps).  Gaps are never suggested.
 bool row_is_requested(const partition_record& row, std::optional<uint64_t> requested) {
-  if (!requested) return row.whole_disk_is_volume && !is_gap(row);
+  if (!requested) return row.kind == row_kind::whole_volume;
   return row.byte_offset() == *requested;
 }
 
@@ -63,7 +59,7 @@ row_walk walk_rows(const partition_list& rows, std::optional<uint64_t> requested
       walk.selected = &row;
       return walk;
     }
-    if (is_gap(row) || !names_ntfs(partition_type_name(row.type))) continue;
+    if (row.is_gap() || !names_ntfs(partition_type_name(row.type))) continue;
     walk.suggestion = offset;
     if (offset > disk_size)
       vk::print_message("volume offset 0x%llx is not within image bounds\n", static_cast<ull>(offset));

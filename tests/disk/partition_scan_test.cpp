@@ -36,7 +36,9 @@ partition_list scan_bytes(const disk_test::image& img, bool search, bool expect_
 
 // Disks partitioned by Windows and other tools; the rows match the partition
 // starts and lengths listed with the images (and by The Sleuth Kit's mmls).
-// Table rows come first, in table order, then the gaps.
+// Table rows come first, in table order, then the gaps; the gaps inside an
+// extended partition (its boot records, the space between and after its
+// logical partitions) are the ones mmls lists as unallocated.
 struct real_disk {
   const char* name;
   std::vector<row_fact> rows;
@@ -46,17 +48,19 @@ const real_disk real_disks[] = {
     {"mbr-win-512.raw",
      {{128, 16384, "fat"}, {16512, 16384, "fat"}, {32896, 16384, "fat"}, {49280, 471040, "exten"},
       {49408, 16384, "fat"}, {65920, 16384, "fat"}, {82432, 16384, "fat"}, {98944, 417792, "fat"},
-      {0, 128, "empty"}, {520320, 3968, "empty"}}},
+      {0, 128, "empty"}, {49280, 128, "empty"}, {65792, 128, "empty"}, {82304, 128, "empty"}, {98816, 128, "empty"},
+      {516736, 7552, "empty"}}},
     {"gpt-512-3p.raw",
      {{0, 1, "gpt"}, {1, 1, "gpt"}, {2, 32, "gpt"}, {34, 31, "gpt"}, {65, 64, "gpt"}, {129, 1886, "gpt"},
       {2015, 33, "empty"}}},
     {"mbr-512-p1e2.bin",
-     {{1, 1024, "exten"}, {2, 511, "linux"}, {514, 511, "linux"}, {1025, 1023, "linux"}, {0, 1, "empty"}}},
+     {{1, 1024, "exten"}, {2, 511, "linux"}, {514, 511, "linux"}, {1025, 1023, "linux"}, {0, 2, "empty"},
+      {513, 1, "empty"}}},
     // Only byte 510 carries the signature, so these read as 512-byte-sector
     // disks and their extended records are looked for in 512-byte units.
-    {"mbr-4096-p1e0.bin", {{1, 125, "linux"}, {126, 130, "exten"}, {0, 1, "empty"}, {256, 1792, "empty"}}},
+    {"mbr-4096-p1e0.bin", {{1, 125, "linux"}, {126, 130, "exten"}, {0, 1, "empty"}, {126, 1922, "empty"}}},
     {"mbr-4096-p1e1.bin",
-     {{3, 2, "linux Logical Volume Mgr"}, {8, 4, "exten"}, {0, 3, "empty"}, {5, 3, "empty"}, {12, 2036, "empty"}}},
+     {{3, 2, "linux Logical Volume Mgr"}, {8, 4, "exten"}, {0, 3, "empty"}, {5, 2043, "empty"}}},
     {"ntfs_index.raw", {{128, 59392, "ntfs or exfat"}, {0, 128, "empty"}, {59520, 6016, "empty"}}},
     {"ntfs3_attrlist.raw", {{0, 65536, "ntfs or exfat [guess]"}}},
 };
@@ -88,9 +92,9 @@ TEST(partition_scan, gpt_rows_carry_guids_name_and_guessed_type) {
   ASSERT_TRUE(scan_partitions(source, false, rows));
   expect_rows(rows, {{0, 1, "gpt"}, {1, 1, "gpt"}, {2, 32, "gpt"}, {2048, 4096, "ntfs or exfat [guess]"},
                      {34, 2014, "empty"}, {6144, 2048, "empty"}});
-  EXPECT_EQ(rows[0].description, "protective_mbr");
+  EXPECT_EQ(rows[0].kind, row_kind::gpt_structure);
   const partition_record& data = rows[3];
-  EXPECT_TRUE(data.is_gpt);
+  EXPECT_EQ(data.kind, row_kind::gpt_partition);
   EXPECT_EQ(data.label, "slixdata");
   // Basic data partition EBD0A0A2-B9E5-4433-87C0-68B6B72699C7, mixed-endian on disk.
   const std::array<uint8_t, 16> basic_data = {0xA2, 0xA0, 0xD0, 0xEB, 0xE5, 0xB9, 0x33, 0x44,
@@ -118,7 +122,7 @@ TEST(partition_scan, ext_superblock_makes_one_linux_volume) {
   img.put(1080, 0xEF53, 2);
   const partition_list rows = scan_bytes(img, false);
   expect_rows(rows, {{0, 128, "linux [guess]"}});
-  EXPECT_TRUE(rows[0].whole_disk_is_volume);
+  EXPECT_EQ(rows[0].kind, row_kind::whole_volume);
 }
 
 TEST(partition_scan, extended_chain_that_links_to_itself_ends) {
@@ -127,10 +131,10 @@ TEST(partition_scan, extended_chain_that_links_to_itself_ends) {
   img.mbr_entry(0, 0, 0x0F, 8, 400);
   img.mbr_entry(8 * 512, 0, 0x83, 1, 10);
   img.mbr_entry(8 * 512, 1, 0x05, 0, 400);  // back to the first record
-  expect_rows(scan_bytes(img, false), {{8, 400, "exten"}, {9, 10, "linux"}, {0, 8, "empty"}, {408, 104, "empty"}});
+  expect_rows(scan_bytes(img, false), {{8, 400, "exten"}, {9, 10, "linux"}, {0, 9, "empty"}, {19, 493, "empty"}});
 }
 
-TEST(partition_scan, extended_chain_is_cut_after_128_records) {
+TEST(partition_scan, extended_chain_is_walked_to_its_end) {
   disk_test::image img(512 * 512);
   img.signature(510);
   img.mbr_entry(0, 0, 0x05, 1, 500);
@@ -139,8 +143,8 @@ TEST(partition_scan, extended_chain_is_cut_after_128_records) {
     img.mbr_entry((1 + i) * 512, 1, 0x05, i + 1, 1);
   }
   size_t logical = 0;
-  for (const partition_record& row : scan_bytes(img, false)) logical += row.description == "logical";
-  EXPECT_EQ(logical, 128u);
+  for (const partition_record& row : scan_bytes(img, false)) logical += row.kind == row_kind::logical;
+  EXPECT_EQ(logical, 300u);
 }
 
 TEST(partition_scan, refuses_disks_without_partitions) {
