@@ -1,12 +1,9 @@
 #include "app/command_line.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <charconv>
 
 #include "support/message.h"
-#include "support/output_sink.h"
 #include "support/vk_string.h"
 
 bool take_flag(const std::string& name, arg_list& args, bool keep) {
@@ -79,45 +76,23 @@ void read_layout_options(arg_list& args, indx_options& options) {
   options.pipe = take_flag("-pipe", args);
 }
 
-// The files the source options name (the VMDK list split at "|"), read
-// without consuming anything: the source options are taken later.
-std::vector<std::string> source_file_names(const arg_list& args) {
-  std::vector<std::string> names;
-  for (const char* option : {"-image", "-indxfile", "-vmdk", "-partition"}) {
-    const auto it = std::find(args.begin(), args.end(), option);
-    if (it == args.end() || it + 1 == args.end()) continue;
-    std::string list = *(it + 1);
-    for (size_t bar; (bar = list.find('|')) != std::string::npos; list.erase(0, bar + 1))
-      names.push_back(vk::trim(list.substr(0, bar)));
-    names.push_back(vk::trim(list));
-  }
-  return names;
-}
-
-bool same_file(const std::string& a, const std::string& b) {
-  struct stat first {}, second {};
-  return ::stat(a.c_str(), &first) == 0 && ::stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
-         first.st_ino == second.st_ino;
-}
-
-// -out / -outfile (with -append): the results file is opened here so that an
-// unusable name ends the run before anything is analysed.  Opening truncates,
-// so a results file that is one of the sources is refused first: the evidence
-// is never written.
-bool read_results_file_option(arg_list& args, indx_options& options, int& results_fd) {
+// -out / -outfile (with -append).  Only the name is taken here: the file is
+// opened once every source has been named, and emptied once every source has
+// been opened and found not to be it.
+void read_results_file_option(arg_list& args, indx_options& options) {
   if (!take_value("-out", args, options.results_file)) take_value("-outfile", args, options.results_file);
   options.append = take_flag("-append", args);
-  if (options.results_file.empty()) return true;
-  for (const std::string& source : source_file_names(args)) {
-    if (!same_file(options.results_file, source)) continue;
-    vk::print_message("prob opening file %s for output, it is the source being analysed, aborting\n",
-                      options.results_file.c_str());
-    return false;
-  }
-  results_fd = vk::output_sink::open_results_file(options.results_file, options.append);
-  if (results_fd >= 0) return true;
-  vk::print_message("prob opening file %s for output, aborting\n", options.results_file.c_str());
-  return false;
+}
+
+// Volume shadow copies are a Windows service; an image holds only the
+// snapshots' raw differences, which slix does not assemble.
+bool refuse_shadow_copies(arg_list& args) {
+  std::string unused;
+  if (!take_value("-vss", args, unused)) return false;
+  vk::print_message(
+      "prob with option -vss: slix does not read volume shadow copies; export the snapshot to an image and "
+      "give it with -image\n");
+  return true;
 }
 
 int read_source_options(arg_list& args, indx_options& options) {
@@ -128,15 +103,19 @@ int read_source_options(arg_list& args, indx_options& options) {
       vk::print_message("invalid volume offset: %s\n", offset_text.c_str());
       return reader_failed;
     }
-    options.offset_given = true;
+    // An offset of 0 means "find the volume", as when none is given.
+    options.offset_given = options.volume_offset != 0;
   }
   take_value("-vmdk", args, options.vmdk_list);
   take_value("-drivenum", args, options.drive_number);
   take_value("-partition", args, options.partition);
   take_value("-indxfile", args, options.indx_file);
+  if (refuse_shadow_copies(args)) return reader_failed;
+  // -pipe only adds INDX files to one named with -indxfile; alone it names
+  // no source.
   const bool any_source = !options.image_file.empty() || !options.vmdk_list.empty() ||
                           !options.drive_number.empty() || !options.partition.empty() ||
-                          !options.indx_file.empty() || options.pipe;
+                          !options.indx_file.empty();
   if (any_source) return reader_ok;
   vk::print_message(
       "error: need to specify at least an input source [-mftfile, -image, -drivenum, -partition, -vmdk]\n");
@@ -145,13 +124,12 @@ int read_source_options(arg_list& args, indx_options& options) {
 
 }  // namespace
 
-int read_common_options(arg_list& args, indx_options& options, int& results_fd) {
-  results_fd = -1;
+int read_common_options(arg_list& args, indx_options& options) {
   if (args.size() < 2) return reader_show_usage;
   options.valid = true;
   options.slack = options.all = options.nodups = false;
   read_layout_options(args, options);
-  if (!read_results_file_option(args, options, results_fd)) return reader_failed;
+  read_results_file_option(args, options);
   const int status = read_source_options(args, options);
   build_time_format_spec(options.time_spec, options.date_format, options.time_format, options.pair_datetime);
   return status;
@@ -171,17 +149,21 @@ void read_selection_options(arg_list& args, indx_options& options) {
   options.raw_dump = take_flag("-rawdump", args);
 }
 
-bool read_volume_target_options(arg_list& args, indx_options& options) {
+void read_volume_target_options(arg_list& args, indx_options& options) {
   std::string text;
   uint64_t number = 0;
   if (take_value("-level", args, text) && parse_number(text, number)) {
     options.level = static_cast<uint32_t>(std::min<uint64_t>(number, UINT32_MAX));
   }
   text.clear();
-  if (take_value("-mft", args, text)) {
-    if (!parse_number(text, number)) return false;
-    options.target_mft = number;
-  }
+  // -mft without a number names no entry: the next start rule applies.
+  if (take_value("-mft", args, text) && parse_number(text, number)) options.target_mft = number;
   take_value("-path", args, options.target_path);
-  return true;
+}
+
+bool refuse_leftover_arguments(const arg_list& args) {
+  for (size_t i = 1; i < args.size(); ++i)
+    vk::print_message("prob with argument \"%s\": not an option of slix, or a value without its option\n",
+                      vk::escape_controls(args[i]).c_str());
+  return args.size() > 1;
 }

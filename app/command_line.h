@@ -27,17 +27,21 @@ enum reader_status : int {
   reader_no_source = -3,  // message already printed; the run goes on
 };
 
-// Reads the output, layout and source options shared with other tools.
-// `results_fd` receives the opened results file (-1 for standard output).
-int read_common_options(arg_list& args, indx_options& options, int& results_fd);
+// Reads the output, layout and source options shared with other tools.  The
+// results file is only named here; the caller opens it.
+int read_common_options(arg_list& args, indx_options& options);
 
 // Applies -all, -slack, -nodups, -valid in that fixed order, and the other
 // options only this tool has (-hexdump, -ignore_image_size, ...).
 void read_selection_options(arg_list& args, indx_options& options);
 
-// Reads -level, -mft and -path (volume mode only).  False when -mft holds no
-// number.
-bool read_volume_target_options(arg_list& args, indx_options& options);
+// Reads -level, -mft and -path.  INDX-file mode takes them too and never
+// acts on them.  A -mft value that is not a number is ignored.
+void read_volume_target_options(arg_list& args, indx_options& options);
+
+// Every argument that no option took is a mistake (a mistyped option, a path
+// with a blank left unquoted): one line each names it.  True when any is left.
+bool refuse_leftover_arguments(const arg_list& args);
 
 // Parses "0x..." hexadecimal or plain decimal; false on anything else.
 bool parse_number(const std::string& text, uint64_t& value);

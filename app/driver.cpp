@@ -1,11 +1,8 @@
 #include "app/driver.h"
 
-#include <unistd.h>
-
-#include <memory>
-
 #include "app/command_line.h"
 #include "app/indx_file_mode.h"
+#include "app/report_output.h"
 #include "app/volume_mode.h"
 #include "report/entry_writer.h"
 #include "support/message.h"
@@ -38,21 +35,50 @@ std::string compose_header(const arg_list& args, const indx_options& options) {
   return header;
 }
 
-void write_to_stdout(const std::string& text) {
-  vk::output_sink out;
-  out << text;
+// A run refused at start-up still shows what was asked, on standard output.
+int refuse(const std::string& header, bool show_usage) {
+  report_output::show_header_only(header);
+  if (show_usage) print_usage();
+  return -1;
 }
 
-int run_mode(arg_list& args, indx_options& options, vk::output_sink& out, const std::string& header) {
-  out << header << "\n";
-  entry_writer writer(options, out);
-  // With -pipe and no volume source, the INDX file names come from standard
-  // input; a volume source always means volume mode.
-  const bool volume_source = !options.image_file.empty() || !options.vmdk_list.empty() ||
-                             !options.drive_number.empty() || !options.partition.empty();
-  if (options.pipe && !volume_source) return run_indx_file_list(options, writer);
-  if (options.indx_file.empty()) return run_volume_mode(args, options, writer);
-  return run_indx_file(options.indx_file, options, writer);
+bool has_volume_source(const indx_options& options) {
+  return !options.image_file.empty() || !options.vmdk_list.empty() || !options.drive_number.empty() ||
+         !options.partition.empty();
+}
+
+// The files named on the command line that the run will read; the results
+// file must be none of them.
+std::vector<std::string> named_sources(const indx_options& options, const std::vector<std::string>& indx_files) {
+  std::vector<std::string> names = indx_files;
+  for (const std::string* name : {&options.image_file, &options.partition})
+    if (!name->empty()) names.push_back(*name);
+  return names;
+}
+
+int run_indx_mode(indx_options& options, report_output& output, const std::string& header) {
+  // With -pipe the names come from standard input, read whole before the
+  // results file is opened.
+  const std::vector<std::string> names = indx_file_names(options);
+  if (!output.open(named_sources(options, names))) return refuse(header, false);
+  output.begin(header);
+  entry_writer writer(options, output.sink());
+  return run_indx_files(names, options, writer, output);
+}
+
+int run_mode(indx_options& options, const std::string& header) {
+  report_output output(options);
+  int status = 0;
+  // A volume source always means volume mode, and standard input stays
+  // unread; without one, INDX-file mode runs when a file is named.
+  if (has_volume_source(options) || options.indx_file.empty()) {
+    if (!output.open(named_sources(options, {}))) return refuse(header, false);
+    status = run_volume_mode(options, output, header);
+  } else {
+    status = run_indx_mode(options, output, header);
+  }
+  vk::status_line::clear();
+  return output.finish() ? status : -1;
 }
 
 }  // namespace
@@ -66,21 +92,11 @@ int run_slix(int argc, char** argv) {
   }
   indx_options options;
   const std::string header = compose_header(args, options);
-  int results_fd = -1;
-  const int status = read_common_options(args, options, results_fd);
-  if (status == reader_show_usage || status == reader_failed) {
-    write_to_stdout(header);
-    if (status == reader_show_usage) print_usage();
-    return -1;
-  }
+  const int status = read_common_options(args, options);
+  if (status == reader_show_usage || status == reader_failed) return refuse(header, status == reader_show_usage);
   read_selection_options(args, options);
+  read_volume_target_options(args, options);
+  if (refuse_leftover_arguments(args)) return refuse(header, false);
   vk::status_line::set_enabled(!options.quiet);
-  if (!options.results_file.empty() && results_fd < 0) {
-    vk::print_message("prob opening results file: %s for writing\n", options.results_file.c_str());
-    return -1;
-  }
-  vk::output_sink out(results_fd >= 0 ? results_fd : STDOUT_FILENO, results_fd >= 0);
-  const int result = run_mode(args, options, out, header);
-  vk::status_line::clear();
-  return result;
+  return run_mode(options, header);
 }

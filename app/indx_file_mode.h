@@ -1,16 +1,21 @@
-// INDX-file mode: a file of raw 4096-byte INDX records analysed as one block.
+// INDX-file mode: files of raw 4096-byte INDX records, each analysed as one
+// block.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "app/indx_options.h"
+#include "app/report_output.h"
 #include "report/entry_writer.h"
 
-// Analyses one INDX file and writes its selected entries; returns the exit
-// status of the run (0, or -1 after a message).
-int run_indx_file(const std::string& file_name, const indx_options& options, entry_writer& writer);
+// The INDX files of the run: the one named by -indxfile, then, with -pipe,
+// the names read from standard input, one a line.  Standard input is read
+// whole here, before the results file is opened.
+std::vector<std::string> indx_file_names(const indx_options& options);
 
-// -pipe: runs INDX-file mode once per file name read from standard input,
-// after the file named by -indxfile when one was given.  A file that fails
-// is reported and the rest still run; the status is -1 when any failed.
-int run_indx_file_list(const indx_options& options, entry_writer& writer);
+// Analyses each file in turn and writes its selected entries.  A file that
+// fails is reported and, with -pipe, the others still run.  Returns the exit
+// status: 0, or -1 when any file failed.
+int run_indx_files(const std::vector<std::string>& names, const indx_options& options, entry_writer& writer,
+                   report_output& output);

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "app/dir_queue.h"
+#include "report/entry_writer.h"
 #include "app/report_entries.h"
 #include "disk/volume_source.h"
 #include "indx/directory_index.h"
@@ -81,7 +82,7 @@ void queue_children(volume_run& run, const dir_work_item& parent) {
     const uint64_t child = mft_entry_of(entry.file_ref);
     if (!entry.is_valid || !entry.is_dir || child == parent.entry) continue;
     dir_work_item item{child, mft_sequence_of(entry.file_ref), 0, parent.path, parent.level + 1};
-    if (entry.name != ".") item.path += entry.name + "\\";
+    if (entry.name != ".") item.path += vk::display_name(entry.name) + "\\";
     record_sequence(*run.volume, child, item.record_sequence);
     run.queue.add(item);
   }
@@ -106,8 +107,9 @@ bool analyse_item(volume_run& run, indx_options& options, const dir_work_item& i
   }
 }
 
-void run_directory_loop(volume_run& run, indx_options& options, entry_writer& writer) {
+void run_directory_loop(volume_run& run, indx_options& options, entry_writer& writer, const report_output& output) {
   while (auto item = run.queue.take_next()) {
+    if (output.failed()) return;
     vk::status_line::show(parsing_status_text(item->path));
     if (!analyse_item(run, options, *item)) continue;
     if (item->level < options.level) queue_children(run, *item);
@@ -116,22 +118,53 @@ void run_directory_loop(volume_run& run, indx_options& options, entry_writer& wr
   }
 }
 
+// The name of the source as the command line gave it.
+std::string source_name(const indx_options& options) {
+  if (!options.image_file.empty()) return options.image_file;
+  if (!options.vmdk_list.empty()) return options.vmdk_list;
+  return options.partition.empty() ? options.drive_number : options.partition;
+}
+
+// Damaged evidence is reported, never hidden: a truncated copy reads as
+// zeros where its bytes are missing, and whole directories can vanish.
+void report_shortfalls(const volume_run& run, const indx_options& options) {
+  for (const source_shortfall& file : run.source->shortfalls())
+    vk::print_message("warning: %s is %llu bytes shorter than its header or descriptor says; the missing bytes "
+                      "read as zeros\n",
+                      vk::escape_controls(file.file).c_str(), static_cast<unsigned long long>(file.missing_bytes));
+  const uint64_t volume_end = run.volume->volume_offset() + run.volume->volume_bytes();
+  if (volume_end > run.source->size())
+    vk::print_message("warning: %s is %llu bytes shorter than the NTFS volume it holds; what is missing cannot be "
+                      "read\n",
+                      source_name(options).c_str(), static_cast<unsigned long long>(volume_end - run.source->size()));
+}
+
 }  // namespace
 
-int run_volume_mode(arg_list& args, indx_options& options, entry_writer& writer) {
+int run_volume_mode(indx_options& options, report_output& output, const std::string& header) {
+  // Standard output cannot be a source: its header comes first, as always.
+  if (!output.writes_results_file()) output.begin(header);
   volume_run run;
-  if (!open_volume(options, run)) {
-    // The -path value is not read yet, so this names no directory; the
-    // message has always read so.
-    vk::print_message("prob analyzing directory %s\n", options.target_path.c_str());
+  const bool opened = open_volume(options, run);
+  if (output.is_an_opened_source()) {
+    report_output::show_header_only(header);
     return -1;
   }
-  if (!volume_ready(run) || !read_volume_target_options(args, options)) {
+  output.begin(header);
+  if (!opened) {
+    // The message has always named the -path value as it stood before the
+    // target options were read, which is empty.
+    vk::print_message("prob analyzing directory %s\n", "");
+    return -1;
+  }
+  if (!volume_ready(run)) {
     vk::print_message("user args not valid\n");
     return -1;
   }
+  report_shortfalls(run, options);
   options.max_plausible_entry = run.volume->mft_record_count();
   if (!queue_start_directories(run, options)) return -1;
-  run_directory_loop(run, options, writer);
+  entry_writer writer(options, output.sink());
+  run_directory_loop(run, options, writer, output);
   return 0;
 }

@@ -5,6 +5,15 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
+#include <vector>
+
+// A file of the source that is shorter than the source's own metadata says
+// (a truncated copy).  What it lacks reads as zeros; the examiner is told.
+struct source_shortfall {
+  std::string file;
+  uint64_t missing_bytes = 0;
+};
 
 class disk {
  public:
@@ -14,6 +23,9 @@ class disk {
   // Reads up to buffer.size() bytes at `offset`; returns the count read
   // (short at the end of the disk, 0 on failure or when closed).
   virtual size_t read(uint64_t offset, std::span<uint8_t> buffer) = 0;
+
+  // The source's files that are shorter than their metadata says.
+  virtual std::vector<source_shortfall> shortfalls() const { return {}; }
 
   // True when the whole buffer was read.
   bool read_exact(uint64_t offset, std::span<uint8_t> buffer) {

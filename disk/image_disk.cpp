@@ -28,27 +28,20 @@ bool source_length(int fd, uint64_t& length) {
 }  // namespace
 
 image_disk::image_disk(const std::string& path) {
-  if (path.empty()) return;
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return;
-  if (!source_length(fd, m_size)) {
-    ::close(fd);
+  vk::unique_fd fd = vk::open_source_file(path);
+  if (!fd.valid() || !source_length(fd.get(), m_size)) {
     m_size = 0;
     return;
   }
-  m_fd = fd;
-}
-
-image_disk::~image_disk() {
-  if (m_fd >= 0) ::close(m_fd);
+  m_fd = std::move(fd);
 }
 
 size_t image_disk::read(uint64_t offset, std::span<uint8_t> buffer) {
-  if (m_fd < 0 || offset >= m_size) return 0;
+  if (!m_fd.valid() || offset >= m_size) return 0;
   const size_t wanted = static_cast<size_t>(std::min<uint64_t>(buffer.size(), m_size - offset));
   size_t done = 0;
   while (done < wanted) {
-    const ssize_t n = ::pread(m_fd, buffer.data() + done, wanted - done, static_cast<off_t>(offset + done));
+    const ssize_t n = ::pread(m_fd.get(), buffer.data() + done, wanted - done, static_cast<off_t>(offset + done));
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) break;
     done += static_cast<size_t>(n);

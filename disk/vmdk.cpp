@@ -1,10 +1,10 @@
 #include "disk/vmdk.h"
 
 #include <algorithm>
-#include <cassert>
 
 #include "disk/vmdk_chain.h"
 #include "disk/vmdk_link.h"
+#include "support/check.h"
 #include "support/message.h"
 #include "support/vk_string.h"
 
@@ -34,6 +34,14 @@ class vmdk_chain_disk final : public disk {
 
   bool is_open() const override { return true; }
   uint64_t size() const override { return m_size; }
+  std::vector<source_shortfall> shortfalls() const override {
+    std::vector<source_shortfall> all;
+    for (const auto& link : m_chain) {
+      const std::vector<source_shortfall> own = link->shortfalls();
+      all.insert(all.end(), own.begin(), own.end());
+    }
+    return all;
+  }
 
   size_t read(uint64_t offset, std::span<uint8_t> buffer) override {
     if (offset >= m_size) return 0;
@@ -41,7 +49,7 @@ class vmdk_chain_disk final : public disk {
     pending_read pending;
     for (size_t done = 0; done < total;) {
       const vmdk_piece piece = locate(offset + done, total - done);
-      assert(piece.length > 0 && piece.length <= total - done);
+      SLIX_CHECK(piece.length > 0 && piece.length <= total - done);
       const auto length = static_cast<size_t>(piece.length);
       if (pending.continues_with(piece)) {
         pending.length += length;
@@ -81,11 +89,7 @@ class vmdk_chain_disk final : public disk {
 
 // Names and descriptor lines come from the evidence; control characters in
 // them must not reach the console as terminal commands.
-std::string printable(std::string text) {
-  for (char& c : text)
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
-  return text;
-}
+std::string printable(const std::string& text) { return vk::escape_controls(text); }
 
 bool open_links(const std::vector<std::string>& names, std::vector<std::unique_ptr<vmdk_link>>& links) {
   for (const std::string& name : names) {

@@ -9,19 +9,13 @@
 #include <limits>
 
 std::shared_ptr<const vmdk_file> vmdk_file::open(const std::string& path) {
-  if (path.empty()) return nullptr;
-  // O_NONBLOCK keeps open() from waiting for a writer when the path is a FIFO.
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (fd < 0) return nullptr;
+  // Opening does not wait for a writer when a hostile name points at a FIFO.
+  vk::unique_fd fd = vk::open_source_file(path);
   struct stat st {};
-  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size < 0) {
-    ::close(fd);
-    return nullptr;
-  }
-  return std::shared_ptr<const vmdk_file>(new vmdk_file(fd, path, static_cast<uint64_t>(st.st_size)));
+  if (!fd.valid() || ::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_size < 0) return nullptr;
+  const auto size = static_cast<uint64_t>(st.st_size);
+  return std::shared_ptr<const vmdk_file>(new vmdk_file(std::move(fd), path, size));
 }
-
-vmdk_file::~vmdk_file() { ::close(m_fd); }
 
 bool vmdk_file::read_zero_filled(uint64_t pos, std::span<uint8_t> buffer) const {
   size_t done = 0;
@@ -29,7 +23,7 @@ bool vmdk_file::read_zero_filled(uint64_t pos, std::span<uint8_t> buffer) const 
     constexpr uint64_t max_offset = static_cast<uint64_t>(std::numeric_limits<off_t>::max());
     if (pos > max_offset) break;
     const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size() - done, m_size - pos));
-    const ssize_t n = ::pread(m_fd, buffer.data() + done, want, static_cast<off_t>(pos));
+    const ssize_t n = ::pread(m_fd.get(), buffer.data() + done, want, static_cast<off_t>(pos));
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return false;
     if (n == 0) break;  // the file shrank since it was opened

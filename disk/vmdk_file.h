@@ -9,12 +9,13 @@
 #include <string>
 #include <utility>
 
+#include "support/file_util.h"
+
 class vmdk_file {
  public:
   // nullptr when the path cannot be opened or is not a regular file.
   static std::shared_ptr<const vmdk_file> open(const std::string& path);
 
-  ~vmdk_file();
   vmdk_file(const vmdk_file&) = delete;
   vmdk_file& operator=(const vmdk_file&) = delete;
 
@@ -29,9 +30,10 @@ class vmdk_file {
   bool read_exact(uint64_t pos, std::span<uint8_t> buffer) const;
 
  private:
-  vmdk_file(int fd, std::string path, uint64_t size) : m_fd(fd), m_path(std::move(path)), m_size(size) {}
+  vmdk_file(vk::unique_fd fd, std::string path, uint64_t size)
+      : m_fd(std::move(fd)), m_path(std::move(path)), m_size(size) {}
 
-  int m_fd;
+  vk::unique_fd m_fd;
   std::string m_path;
   uint64_t m_size;
 };

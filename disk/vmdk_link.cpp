@@ -1,8 +1,8 @@
 #include "disk/vmdk_link.h"
 
 #include <algorithm>
-#include <cassert>
 
+#include "support/check.h"
 #include "support/le_reader.h"
 
 namespace fmt = vmdk_format;
@@ -114,6 +114,23 @@ std::shared_ptr<const vmdk_sparse_extent> vmdk_link::open_sparse(const std::stri
   return sparse;
 }
 
+std::vector<source_shortfall> vmdk_link::shortfalls() const {
+  std::vector<source_shortfall> found;
+  auto note = [&found](const std::string& file, uint64_t missing) {
+    for (const source_shortfall& known : found)
+      if (known.file == file) return;
+    if (missing > 0) found.push_back({file, missing});
+  };
+  for (const extent& e : m_extents) {
+    if (e.kind == extent_kind::sparse) note(e.sparse->file().path(), e.sparse->missing_bytes());
+    if (e.kind != extent_kind::flat) continue;
+    // A flat extent holds its data from file_offset on, for its whole length.
+    const uint64_t needed = e.file_offset + e.length;
+    note(e.file->path(), needed > e.file->size() ? needed - e.file->size() : 0);
+  }
+  return found;
+}
+
 vmdk_piece vmdk_link::locate(uint64_t offset) const {
   vmdk_piece piece;
   piece.length = UINT64_MAX;
@@ -121,7 +138,7 @@ vmdk_piece vmdk_link::locate(uint64_t offset) const {
   auto after = std::upper_bound(m_extents.begin(), m_extents.end(), offset,
                                 [](uint64_t value, const extent& e) { return value < e.start; });
   // Extents tile [0, m_size) from 0 without gaps, so one starts at or before offset.
-  assert(after != m_extents.begin());
+  SLIX_CHECK(after != m_extents.begin());
   const extent& e = *(after - 1);
   const uint64_t in_extent = offset - e.start;
   const uint64_t left = e.length - in_extent;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "disk/disk.h"
 #include "disk/vmdk_descriptor.h"
 #include "disk/vmdk_file.h"
 #include "disk/vmdk_sparse.h"
@@ -28,6 +29,9 @@ class vmdk_link {
   // `offset` counts bytes from the start of this disk.  Offsets past its end
   // are absent.
   vmdk_piece locate(uint64_t offset) const;
+
+  // Extent files shorter than the header or descriptor says, once each.
+  std::vector<source_shortfall> shortfalls() const;
 
  private:
   enum class extent_kind { sparse, flat, zero };

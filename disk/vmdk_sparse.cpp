@@ -88,7 +88,20 @@ std::string vmdk_sparse_extent::load_grain_tables() {
     next_table += static_cast<uint32_t>(run);
     i += run;
   }
+  m_missing_bytes = bytes_past_end();
   return "";
+}
+
+// A truncated copy of an extent keeps its tables but loses the grains at its
+// end; those read as zeros, and the shortfall is reported once.
+uint64_t vmdk_sparse_extent::bytes_past_end() const {
+  const bool zeroed_marker = (m_header.flags & fmt::flag_zeroed_grain_gte) != 0;
+  uint32_t last = 0;
+  for (const uint32_t entry : m_grain_entries)
+    if (entry > last && !(zeroed_marker && entry == fmt::gte_zeroed)) last = entry;
+  if (last == 0) return 0;
+  const uint64_t end = uint64_t{last} * fmt::sector_size + m_grain_bytes;
+  return end > m_file->size() ? end - m_file->size() : 0;
 }
 
 bool vmdk_sparse_extent::read_table_run(size_t first_table, uint64_t file_pos, size_t tables) {

@@ -39,10 +39,15 @@ class vmdk_sparse_extent {
   // `offset` counts bytes from the start of this extent.
   vmdk_piece locate(uint64_t offset) const;
 
+  // Bytes of grains that the tables place past the end of the file (a
+  // truncated copy); they read as zeros.
+  uint64_t missing_bytes() const { return m_missing_bytes; }
+
  private:
   explicit vmdk_sparse_extent(std::shared_ptr<const vmdk_file> file) : m_file(std::move(file)) {}
   std::string load_grain_tables();
   bool read_table_run(size_t first_table, uint64_t file_pos, size_t tables);
+  uint64_t bytes_past_end() const;
 
   static constexpr uint32_t no_table = UINT32_MAX;
 
@@ -52,4 +57,5 @@ class vmdk_sparse_extent {
   uint64_t m_table_coverage = 0;  // bytes of the extent one grain table maps
   std::vector<uint32_t> m_table_of_entry;  // per grain directory entry: its table's index, or no_table
   std::vector<uint32_t> m_grain_entries;  // every loaded table, one after another
+  uint64_t m_missing_bytes = 0;
 };

@@ -16,11 +16,6 @@
 
 namespace {
 
-int null_fd() {
-  static const int fd = ::open("/dev/null", O_WRONLY);
-  return fd;
-}
-
 void write_all_layouts(const entry_report& report, std::span<const uint8_t> block) {
   for (int layout = 0; layout < 5; ++layout) {
     indx_options options;
@@ -33,7 +28,7 @@ void write_all_layouts(const entry_report& report, std::span<const uint8_t> bloc
     options.pair_datetime = layout == 2;
     options.nodups = layout == 4;
     build_time_format_spec(options.time_spec, options.date_format, options.time_format, options.pair_datetime);
-    vk::output_sink out(null_fd());
+    vk::output_sink out(vk::unique_fd(::open("/dev/null", O_WRONLY | O_CLOEXEC)));
     entry_writer writer(options, out);
     write_selected_entries(report, options, writer, block, block);
   }

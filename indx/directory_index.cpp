@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "indx/indx_format.h"
@@ -16,6 +17,7 @@
 #include "ntfs/mft_record.h"
 #include "ntfs/ntfs.h"
 #include "ntfs/stream_reader.h"
+#include "support/file_util.h"
 #include "support/message.h"
 #include "support/vk_string.h"
 
@@ -49,7 +51,11 @@ class raw_dump {
     m_name = vk::replace_all(m_name, ",", ".");
     m_name = vk::replace_all(m_name, ":", ".");
     m_name = vk::replace_all(m_name, " ", "_") + suffix;
-    m_fd = ::open(m_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    // Opening truncates: a dump named like one of the sources must not
+    // overwrite it.
+    const std::optional<vk::file_identity> existing = vk::identity_of_path(m_name);
+    if (!existing || !vk::is_source_file(*existing))
+      m_fd = ::open(m_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (m_fd < 0) vk::print_message("failed\n");
   }
   ~raw_dump() {

@@ -1,13 +1,13 @@
 #include "indx/slack_carver.h"
 
 #include <array>
-#include <cassert>
 #include <iterator>
 #include <optional>
 #include <string_view>
 
 #include "indx/entry_decode.h"
 #include "indx/indx_format.h"
+#include "support/check.h"
 #include "support/vk_string.h"
 #include "support/vk_time.h"
 
@@ -64,7 +64,7 @@ constexpr std::string_view name_trim_chars = " \t\r\n";
 
 uint64_t date_bound(std::string_view mdy) {
   const std::optional<uint64_t> filetime = vk::parse_mdy_date(mdy);
-  assert(filetime.has_value());
+  SLIX_CHECK(filetime.has_value());
   return filetime.value_or(0);
 }
 
@@ -96,10 +96,13 @@ void find_parent_ref_candidates(std::set<uint64_t>& candidates, mft_ref director
 std::optional<uint64_t> entry_start_for_time_hit(const vk::le_reader& slack, uint64_t h) {
   const uint64_t m = slack.size();
   if (h < created_time_position || h + time_hit_room > m) return std::nullopt;
-  // A convertible time 24 bytes on fits h being the created time with the
+  // A plausible time 24 bytes on fits h being the created time with the
   // access time in place; the entry is then taken without further checks.
+  // "Plausible" is the detector's own window: any value in (0, 2^63) is a
+  // calendar time, and small neighbours such as a size of 4096 (a time in
+  // 1601) would let garbage in unvalidated.
   const uint64_t access_if_created = slack.u64(h + fmt::key_accessed - fmt::key_created);
-  if (access_if_created != 0 && vk::filetime_converts(access_if_created)) return h - created_time_position;
+  if (in_time_window(access_if_created)) return h - created_time_position;
   for (const uint64_t position : time_positions) {
     if (h < position) break;
     if (is_plausible_entry(slack.from(h - position))) return h - position;

@@ -13,6 +13,7 @@
 #include "ntfs/ntfs.h"
 #include "ntfs/stream_reader.h"
 #include "support/message.h"
+#include "support/vk_string.h"
 
 namespace {
 
@@ -179,7 +180,7 @@ std::string path_of_entry(CNtfs& volume, uint64_t entry, uint16_t& ref_seq, uint
     current = parent;
   }
   std::string path = broken ? std::string(corrupted_path_text) + "\\" : "\\";
-  for (auto it = names.rbegin(); it != names.rend(); ++it) path += **it + "\\";
+  for (auto it = names.rbegin(); it != names.rend(); ++it) path += vk::display_name(**it) + "\\";
   return path;
 }
 

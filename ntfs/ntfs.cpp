@@ -170,6 +170,12 @@ uint64_t CNtfs::mft_data_size() const {
   return m_mft_data_size;
 }
 
+uint64_t CNtfs::volume_bytes() const {
+  const uint64_t sectors = m_boot.total_sectors;
+  return m_bytes_per_sector != 0 && sectors > UINT64_MAX / m_bytes_per_sector ? UINT64_MAX
+                                                                                : sectors * m_bytes_per_sector;
+}
+
 uint64_t CNtfs::record_position(uint64_t entry) const {
   if (m_cluster_size == 0 || entry > UINT64_MAX / m_mft_record_size) return 0;
   const uint64_t byte = entry * m_mft_record_size;

@@ -27,6 +27,9 @@ class CNtfs {
   uint32_t cluster_size() const { return m_cluster_size; }
   uint32_t sectors_per_cluster() const { return m_sectors_per_cluster; }
   uint64_t total_clusters() const { return m_total_clusters; }
+  // Bytes the boot sector says the volume spans (its backup boot sector, in
+  // the sector after, not counted); saturated.
+  uint64_t volume_bytes() const;
   uint32_t mft_record_size() const { return m_mft_record_size; }
   uint32_t mft_cluster_per_record_fixed() const { return m_mft_cluster_per_record_fixed; }
   uint64_t mft_file_pos() const { return m_mft_file_pos; }

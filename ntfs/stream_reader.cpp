@@ -1,14 +1,14 @@
 #include "ntfs/stream_reader.h"
 
 #include <algorithm>
-#include <cassert>
 
 #include "ntfs/ntfs.h"
+#include "support/check.h"
 
 bool read_stream_clusters(CNtfs& volume, const data_run_list& runs, uint64_t first_vcn, uint64_t count,
                           std::span<uint8_t> out) {
   const uint64_t cluster = volume.cluster_size();
-  assert(cluster != 0 && count <= out.size() / cluster);
+  SLIX_CHECK(cluster != 0 && count <= out.size() / cluster);
   uint64_t done = 0;
   while (done < count) {
     const auto where = locate_vcn(runs, first_vcn + done, cluster);

@@ -1,9 +1,8 @@
 #include "report/csv_writer.h"
 
-#include <cstdio>
-#include <cstdlib>
 
 #include "report/csv_cells.h"
+#include "support/check.h"
 #include "report/entry_fields.h"
 #include "report/time_format.h"
 #include "support/types.h"
@@ -58,10 +57,7 @@ std::string csv_writer::header() const {
 
 std::string csv_writer::row(const indx_entry& entry, const std::string& directory) const {
   const std::vector<std::string> cells = row_cells(entry, directory);
-  if (cells.size() != m_columns.size()) {
-    std::fprintf(stderr, "assertion failed: csv row of %zu cells, header of %zu\n", cells.size(), m_columns.size());
-    std::abort();
-  }
+  SLIX_CHECK(cells.size() == m_columns.size());
   csv_line line(m_separator);
   for (size_t i = 0; i < cells.size(); ++i) line.add(cells[i], m_columns[i].width);
   return line.finish();

@@ -35,7 +35,9 @@ constexpr std::array<named_flag, 15> attribute_names{{
 
 }  // namespace
 
-std::string full_name_of(const indx_entry& entry, const std::string& directory) { return directory + entry.name; }
+std::string full_name_of(const indx_entry& entry, const std::string& directory) {
+  return directory + vk::display_name(entry.name);
+}
 
 bool entry_number_missing(const indx_entry& entry) {
   return (mft_entry_of(entry.file_ref) == 0 && entry.name != "$MFT") || mft_sequence_of(entry.file_ref) == 0;

@@ -8,7 +8,7 @@
 
 #include "indx/indx_entry.h"
 
-// Directory path followed by the entry's name.
+// Directory path followed by the entry's name, as shown (vk::display_name).
 std::string full_name_of(const indx_entry& entry, const std::string& directory);
 
 // True when the entry number is not trusted and is shown as missing: number 0

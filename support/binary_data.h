@@ -9,9 +9,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <span>
+
+#include "support/check.h"
 
 namespace vk {
 
@@ -24,16 +24,11 @@ class binary_data {
   bool empty() const { return m_bytes.empty(); }
 
   uint8_t operator[](size_t index) const {
-    if (index >= m_bytes.size()) index_out_of_range(index, m_bytes.size());
+    SLIX_CHECK(index < m_bytes.size());
     return m_bytes[index];
   }
 
  private:
-  [[noreturn]] static void index_out_of_range(size_t index, size_t size) {
-    std::fprintf(stderr, "assertion failed: binary_data index %zu, size %zu\n", index, size);
-    std::abort();
-  }
-
   std::span<const uint8_t> m_bytes;
 };
 

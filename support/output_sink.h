@@ -1,24 +1,40 @@
 // Buffered report output to standard output or a results file.  Text is
 // gathered in a large buffer and written with few system calls; nothing is
 // flushed per line.
+//
+// A failed write is remembered with its errno, and every later write is
+// dropped: the caller asks failed() between pieces of work and reports the
+// failure once, so a full disk ends the run instead of hiding under exit 0.
 #pragma once
 
 #include <string>
 #include <string_view>
 
+#include "support/file_util.h"
+
 namespace vk {
 
 class output_sink {
  public:
-  // Writes to an already open descriptor (standard output by default); the
-  // sink closes it only when `owns` is set.
-  explicit output_sink(int fd = 1, bool owns = false);
+  // Writes to standard output.
+  output_sink();
+  // Writes to an opened results file, which the sink then owns.
+  explicit output_sink(unique_fd results_file);
   ~output_sink();
   output_sink(const output_sink&) = delete;
   output_sink& operator=(const output_sink&) = delete;
 
-  // Opens a results file for writing, truncating or appending; -1 on failure.
-  static int open_results_file(const std::string& name, bool append);
+  // Opens a results file for writing without truncating it (appending with
+  // `append`); the file is emptied by truncate_results() only once every
+  // source has been checked against it.  An invalid descriptor on failure,
+  // with errno set.
+  static unique_fd open_results_file(const std::string& name, bool append);
+
+  // Empties a regular results file opened without -append; other kinds of
+  // file (a terminal, a pipe, a device) have nothing to empty.
+  bool truncate_results();
+
+  int descriptor() const { return m_fd; }
 
   void write(std::string_view text);
   output_sink& operator<<(std::string_view text) {
@@ -26,14 +42,18 @@ class output_sink {
     return *this;
   }
   void flush();
-  // False once a write to the descriptor has failed (a full disk, a closed pipe).
-  bool good() const { return m_good; }
+  // Flushes and closes a results file; false when anything failed on the way.
+  bool finish();
+
+  bool failed() const { return m_error != 0; }
+  // The errno of the first failure, 0 when none.
+  int error() const { return m_error; }
 
  private:
   static constexpr size_t flush_threshold = 1 << 16;
+  unique_fd m_owned;
   int m_fd;
-  bool m_owns;
-  bool m_good = true;
+  int m_error = 0;
   std::string m_buffer;
 };
 

@@ -61,6 +61,34 @@ void append_dec(std::string& out, uint64_t value, int width) { append_zero_fille
 
 namespace {
 
+bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+
+std::string escaped(std::string_view text, bool backslash_too) {
+  std::string out;
+  out.reserve(text.size());
+  for (const char c : text) {
+    if (is_control(c) || (backslash_too && c == '\\')) {
+      out += "\\x";
+      append_zero_filled(out, static_cast<unsigned char>(c), 2, 16);
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string escape_controls(std::string_view text) { return escaped(text, false); }
+
+std::string display_name(std::string_view name) {
+  for (const char c : name)
+    if (is_control(c) || c == '\\') return escaped(name, true);
+  return std::string(name);
+}
+
+namespace {
+
 void append_utf8(std::string& out, uint32_t cp) {
   if (cp < 0x80) {
     out.push_back(static_cast<char>(cp));

@@ -31,6 +31,18 @@ void append_dec(std::string& out, uint64_t value, int width = 0);
 // every other code point, control characters included, is kept.
 std::string utf16le_to_utf8(std::span<const uint8_t> bytes, size_t units);
 
+// Text from the evidence made safe to show: every C0 control character
+// (U+0000 to U+001F) and DEL becomes "\x" and two lower-case hexadecimal
+// digits, so an ESC in a name cannot drive the examiner's terminal and a NUL
+// cannot cut a CSV or bodyfile line.  Everything else is kept as it is.
+std::string escape_controls(std::string_view text);
+
+// A file name as shown in every layout: controls escaped as above, and a
+// backslash inside the name written "\x5c" as well.  A bare backslash in a
+// shown path is then always a separator, and the name's exact bytes can be
+// recovered from what is shown.
+std::string display_name(std::string_view name);
+
 // The reverse, for names that must be compared with on-disk UTF-16.
 std::u16string utf8_to_utf16(std::string_view text);
 

@@ -68,12 +68,16 @@ INSTANTIATE_TEST_SUITE_P(flags, selection,
 TEST(command_line, volume_targets) {
   arg_list args{"slix", "-mft", "0x27", "-level", "2", "-path", "c:\\dir"};
   indx_options options;
-  ASSERT_TRUE(read_volume_target_options(args, options));
+  read_volume_target_options(args, options);
   EXPECT_EQ(options.target_mft, 0x27u);
   EXPECT_EQ(options.level, 2u);
   EXPECT_EQ(options.target_path, "c:\\dir");
+  // A -mft value that is not a number names no entry: the next rule applies.
   arg_list bad{"slix", "-mft", "abc"};
-  EXPECT_FALSE(read_volume_target_options(bad, options));
+  indx_options fresh;
+  read_volume_target_options(bad, fresh);
+  EXPECT_FALSE(fresh.target_mft.has_value());
+  EXPECT_EQ(bad, arg_list{"slix"});
 }
 
 }  // namespace

@@ -6,7 +6,9 @@
 // quotes group a word, and the word {quote} stands for a lone double quote).
 // A word "<file" feeds tests/golden/file to standard input.
 // The run's working folder holds every fixture of tests/fixtures/*.gz and
-// tests/fixtures/vmdk/*.gz, decompressed, so arguments and output name files relatively.
+// tests/fixtures/{vmdk,disk}/*.gz, decompressed, and the truncated copies
+// that tests/fixtures/vmdk/make_truncated_copies.sh derives from them, so
+// arguments and output name files relatively.
 //
 // To regenerate after a deliberate change of output, run the test program
 // with SLIX_REGENERATE_GOLDEN=1 and review `git diff tests/golden`.
@@ -89,6 +91,8 @@ const std::string& fixture_workdir() {
     dir = std::make_unique<slix_test::temp_dir>();
     unpack_folder(SLIX_FIXTURES_DIR, *dir);
     unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/vmdk", *dir);
+    unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/disk", *dir);
+    slix_test::shell("sh '" + std::string(SLIX_FIXTURES_DIR) + "/vmdk/make_truncated_copies.sh' '" + dir->path() + "'");
   }
   return dir->path();
 }

@@ -26,12 +26,18 @@ inline std::vector<reported_entry> text_blocks(const std::string& report) {
   return entries;
 }
 
-// fls shows control characters in names as '^'.
-inline std::string as_fls_shows(std::string name) {
-  for (char& c : name) {
-    if (static_cast<unsigned char>(c) < 0x20) c = '^';
+// fls shows control characters in names as '^'; slix writes them as "\xHH".
+inline std::string as_fls_shows(const std::string& name) {
+  std::string shown;
+  for (size_t i = 0; i < name.size(); ++i) {
+    if (name.compare(i, 2, "\\x") == 0 && i + 4 <= name.size() && name.compare(i, 4, "\\x5c") != 0) {
+      shown += '^';
+      i += 3;
+    } else {
+      shown += name[i];
+    }
   }
-  return name;
+  return shown;
 }
 
 // The live names of an fls listing ("r/r 291-128-2:<TAB>name"): deleted files

@@ -213,7 +213,7 @@ INSTANTIATE_TEST_SUITE_P(
         descriptor_refusal{"noaccess", "NOACCESS 8 FLAT \"f\"\n",
                            "@/d.vmdk has a NOACCESS extent, whose data is not available\n"},
         descriptor_refusal{"fifo", "RW 8 FLAT \"fifo\"\n", "@/fifo can't be opened\n"},
-        descriptor_refusal{"terminal_escape", "RW 8 FLAT \"\x1b[2Jf\"\n", "@/?[2Jf can't be opened\n"},
+        descriptor_refusal{"terminal_escape", "RW 8 FLAT \"\x1b[2Jf\"\n", "@/\\x1b[2Jf can't be opened\n"},
         descriptor_refusal{"too_big", "RW 70368744177664 ZERO\nRW 1 ZERO\n",
                            "@/d.vmdk describes a disk larger than 70368744177664 sectors\n"}),
     [](const auto& info) { return std::string(info.param.what); });

@@ -85,7 +85,12 @@ TEST(slack_carver, timestamp_candidate_must_look_like_an_entry) {
         field_case{"entry length 0", fmt::ent_length, 0, 2, false},
         field_case{"real size 4097", fmt::ent_key + fmt::key_real_size, 4097, 8, false},
         field_case{"real size 4096", fmt::ent_key + fmt::key_real_size, 4096, 8, true},
-        field_case{"name length 65, access time", accessed_at, june_2023, 8, true}}) {
+        field_case{"name length 65, access time", accessed_at, june_2023, 8, true},
+        // Non-zero times that convert to calendar times but lie outside the
+        // window (a size of 4096 read as a time, a date in 2900) do not let
+        // an implausible entry in unvalidated.
+        field_case{"name length 65, access 4096", accessed_at, 4096, 8, false},
+        field_case{"name length 65, access in 2900", accessed_at, vk::filetime_from_date(2900, 1, 1), 8, false}}) {
     slack_node node;
     node.plant(400, foreign(std::string(64, 'n')));
     node.put(400 + c.at, c.value, c.width);

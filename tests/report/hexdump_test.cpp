@@ -81,7 +81,7 @@ TEST(binary_data_death, index_past_the_end_ends_the_process) {
   const std::vector<uint8_t> bytes(4);
   const vk::binary_data data(bytes);
   EXPECT_EQ(data[3], 0);
-  EXPECT_DEATH(data[4], "binary_data index 4, size 4");
+  EXPECT_DEATH(data[4], "assertion failed: index < m_bytes.size");
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdio>
+#include <unistd.h>
+
 #include <functional>
 #include <string>
 
@@ -74,7 +76,7 @@ inline std::string capture_output(const std::function<void(vk::output_sink&)>& b
   std::FILE* file = std::tmpfile();
   if (!file) return "<no temporary file>";
   {
-    vk::output_sink out(fileno(file));
+    vk::output_sink out(vk::unique_fd(::dup(fileno(file))));
     body(out);
   }
   std::rewind(file);

@@ -106,7 +106,7 @@ TEST(bodyfile, time_bounds_and_inode) {
   options.show_offset = false;
   options.base10 = true;
   const std::string out = write_entries(options, {entry});
-  EXPECT_TRUE(out.ends_with("\n0|\\docs\\two lines|0|r/rrwxrwxrwx|0|0|2748|-86400|0|0|-11644473600\n")) << out;
+  EXPECT_TRUE(out.ends_with("\n0|\\docs\\two\\x0alines|0|r/rrwxrwxrwx|0|0|2748|-86400|0|0|-11644473600\n")) << out;
   entry.file_ref = make_mft_ref(37, 0);
   EXPECT_NE(write_entries(options, {entry}).find("|37|r/rrwxrwxrwx|"), std::string::npos);
 }

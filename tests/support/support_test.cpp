@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "support/file_util.h"
 #include "support/le_reader.h"
 #include "support/vk_string.h"
@@ -103,12 +105,12 @@ TEST(file_util, reads_at_most_the_limit_and_refuses_folders) {
   slix_test::temp_dir dir;
   slix_test::write_file(dir.file("f"), std::vector<uint8_t>(3000, 7));
   byte_array bytes;
-  ASSERT_TRUE(vk::read_file_prefix(dir.file("f"), 2048, bytes));
+  ASSERT_EQ(vk::read_file_prefix(dir.file("f"), 2048, bytes), 0);
   EXPECT_EQ(bytes.size(), 2048u);
-  ASSERT_TRUE(vk::read_file_prefix(dir.file("f"), 1 << 20, bytes));
+  ASSERT_EQ(vk::read_file_prefix(dir.file("f"), 1 << 20, bytes), 0);
   EXPECT_EQ(bytes.size(), 3000u);
-  EXPECT_FALSE(vk::read_file_prefix(dir.path(), 100, bytes));
-  EXPECT_FALSE(vk::read_file_prefix(dir.file("missing"), 100, bytes));
+  EXPECT_EQ(vk::read_file_prefix(dir.path(), 100, bytes), EISDIR);
+  EXPECT_EQ(vk::read_file_prefix(dir.file("missing"), 100, bytes), ENOENT);
 }
 
 }  // namespace
