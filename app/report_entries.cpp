@@ -12,7 +12,7 @@ void write_collection(const Collection& entries, const indx_options& options, en
                       std::span<const uint8_t> root_buffer, std::span<const uint8_t> alloc_buffer) {
   for (const auto& [key, entry] : entries) {
     if (!entry_selected(options, entry)) continue;
-    const bool from_root = entry.attr_type == indx_format::attr_type_index_root;
+    const bool from_root = entry.attr_type == mft_format::type_index_root;
     writer.write(entry, from_root ? root_buffer : alloc_buffer);
   }
 }

@@ -8,6 +8,11 @@
 #include <string>
 #include <vector>
 
+// The largest disk any source may claim, in 512-byte sectors (32 PiB).  A
+// larger claim comes from damage or a hostile header, and refusing it keeps
+// every byte size far from 64-bit overflow.
+constexpr uint64_t max_disk_sectors = uint64_t{1} << 46;
+
 // A file of the source that is shorter than the source's own metadata says
 // (a truncated copy).  What it lacks reads as zeros; the examiner is told.
 struct source_shortfall {

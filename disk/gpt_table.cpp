@@ -5,6 +5,7 @@
 
 #include "disk/partition_format.h"
 #include "disk/partition_types.h"
+#include "support/checked_math.h"
 #include "support/le_reader.h"
 #include "support/vk_string.h"
 
@@ -19,11 +20,6 @@ namespace {
 constexpr uint64_t entry_read_chunk = 1 << 20;
 
 constexpr size_t gpt_name_units = pf::gpt_name_size / 2;
-
-uint64_t saturating_product(uint64_t a, uint64_t b) {
-  if (a != 0 && b > UINT64_MAX / a) return UINT64_MAX;
-  return a * b;
-}
 
 partition_record gpt_fixed_row(uint64_t start, uint64_t count, uint32_t sector_size, row_kind kind) {
   return make_row(start, count, partition_type_gpt, sector_size, kind);
@@ -80,9 +76,9 @@ void read_gpt_entries(disk& source, const vk::le_reader& header, uint32_t sector
   // Entries are 128 bytes times a power of two; one larger than a read chunk
   // is damage, and reading it would let the header size the allocation.
   if (!header.ok() || entry_size < pf::gpt_min_entry_size || entry_size > entry_read_chunk) return;
-  const uint64_t array_offset = saturating_product(header.u64(pf::gpt_entries_lba), sector_size);
+  const uint64_t array_offset = vk::saturating_mul(header.u64(pf::gpt_entries_lba), sector_size);
   if (array_offset >= source.size()) return;
-  const uint64_t array_bytes = std::min(saturating_product(count, entry_size), source.size() - array_offset);
+  const uint64_t array_bytes = std::min(vk::saturating_mul(count, entry_size), source.size() - array_offset);
   const uint64_t entries_per_chunk = std::max<uint64_t>(1, entry_read_chunk / entry_size);
   std::vector<uint8_t> chunk;
   for (uint64_t done = 0; done + entry_size <= array_bytes;) {

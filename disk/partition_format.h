@@ -1,7 +1,7 @@
 // On-disk layout of the structures the partition scanner reads: the master
-// and extended boot records, the GPT header and its entries, the volume boot
-// sector fields used to recognise a file system, and the ext superblock
-// magic.  Every offset into these structures is named here and nowhere else.
+// and extended boot records, the GPT header and its entries, and the ext
+// superblock magic.  Every offset into these structures is named here and
+// nowhere else (the volume boot sector has its own, disk/boot_sector_format.h).
 #pragma once
 
 #include <array>
@@ -29,27 +29,6 @@ constexpr size_t mbr_entry_sector_count = 12;  // u32
 constexpr uint8_t mbr_type_extended_chs = 0x05;
 constexpr uint8_t mbr_type_extended_lba = 0x0F;
 constexpr uint8_t mbr_type_gpt_protective = 0xEE;
-
-// Volume boot sector, offsets from the start of the volume.
-constexpr size_t vbr_oem_name = 3;  // 8 bytes: "NTFS    ", "EXFAT   ", "MSDOS5.0" ...
-constexpr size_t vbr_oem_name_size = 8;
-constexpr size_t vbr_oem_prefix_size = 4;  // "NTFS", "EXFA", "MSDO" tell a boot sector from an MBR
-constexpr size_t vbr_ntfs_probe_size = 36;  // enough of a boot sector to read its OEM name
-
-// FAT BIOS parameter block, offsets from the start of the boot sector.
-constexpr size_t bpb_bytes_per_sector = 11;  // u16
-constexpr size_t bpb_sectors_per_cluster = 13;  // u8
-constexpr size_t bpb_reserved_sectors = 14;  // u16
-constexpr size_t bpb_fat_count = 16;  // u8
-constexpr size_t bpb_root_entries = 17;  // u16, 0 on FAT32
-constexpr size_t bpb_total_sectors_16 = 19;  // u16, 0 when the 32-bit count is used
-constexpr size_t bpb_sectors_per_fat_16 = 22;  // u16, 0 on FAT32
-constexpr size_t bpb_total_sectors_32 = 32;  // u32
-constexpr size_t bpb_sectors_per_fat_32 = 36;  // u32, FAT32 only
-constexpr size_t fat_dir_entry_size = 32;
-// A FAT volume with fewer clusters than these is FAT12, then FAT16, else FAT32.
-constexpr uint64_t fat12_cluster_limit = 4085;
-constexpr uint64_t fat16_cluster_limit = 65525;
 
 // ext2/3/4: the superblock starts at byte 1024 and holds its magic at 56.
 constexpr size_t ext_magic = 1024 + 56;  // u16 0xEF53

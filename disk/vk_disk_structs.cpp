@@ -9,6 +9,7 @@
 #include "disk/partition_format.h"
 #include "disk/partition_types.h"
 #include "disk/volume_content.h"
+#include "support/checked_math.h"
 #include "support/le_reader.h"
 
 namespace pf = partition_format;
@@ -22,12 +23,8 @@ constexpr uint64_t search_limit = 1 << 20;
 // sector, or the ext superblock at byte 1024.
 constexpr uint64_t content_probe_size = 2048;
 
-uint64_t saturating_add(uint64_t a, uint64_t b) { return b > UINT64_MAX - a ? UINT64_MAX : a + b; }
-
-uint64_t saturating_product(uint64_t a, uint64_t b) {
-  if (a != 0 && b > UINT64_MAX / a) return UINT64_MAX;
-  return a * b;
-}
+using vk::saturating_add;
+using vk::saturating_mul;
 
 struct mbr_entry {
   uint8_t type = 0;
@@ -57,7 +54,7 @@ void walk_extended_chain(disk& source, uint64_t chain_base, uint32_t sector_size
   std::vector<uint8_t> sector(pf::mbr_size);
   const uint64_t disk_sectors = source.size() / sector_size;
   while (record_lba < disk_sectors && visited.insert(record_lba).second) {
-    if (!source.read_exact(saturating_product(record_lba, sector_size), sector)) return;
+    if (!source.read_exact(saturating_mul(record_lba, sector_size), sector)) return;
     const vk::le_reader record(sector);
     bool has_next = false;
     uint64_t next_lba = 0;
@@ -145,7 +142,7 @@ bool read_table(disk& source, std::span<const uint8_t> head, bool search, partit
 void classify_rows(disk& source, partition_list& rows) {
   std::vector<uint8_t> probe;
   for (partition_record& row : rows) {
-    const uint64_t bytes = saturating_product(row.sector_count, row.sector_size);
+    const uint64_t bytes = saturating_mul(row.sector_count, row.sector_size);
     probe.resize(bytes <= content_probe_size ? row.sector_size : content_probe_size);
     const size_t got = source.read(row.byte_offset(), probe);
     row.type = type_after_content(row.type, classify_volume_content(std::span(probe).first(got)));
@@ -187,11 +184,11 @@ partition_record make_row(uint64_t start, uint64_t count, uint16_t type, uint32_
   return row;
 }
 
-uint64_t partition_record::byte_offset() const { return saturating_product(start_sector, sector_size); }
+uint64_t partition_record::byte_offset() const { return saturating_mul(start_sector, sector_size); }
 
 uint64_t partition_record::end_sector() const { return saturating_add(start_sector, sector_count); }
 
-uint64_t partition_record::end_byte() const { return saturating_product(end_sector(), sector_size); }
+uint64_t partition_record::end_byte() const { return saturating_mul(end_sector(), sector_size); }
 
 bool scan_partitions(disk& source, bool search, partition_list& rows) {
   rows.clear();

@@ -2,14 +2,12 @@
 
 #include <charconv>
 
+#include "disk/disk.h"
 #include "support/vk_string.h"
 
 namespace {
 
 constexpr std::string_view blanks = " \t\r";
-
-// A sector count beyond this is damage, not a disk (32 PiB).
-constexpr uint64_t max_sectors = uint64_t{1} << 46;
 
 std::string unquote(std::string_view value) {
   if (value.size() >= 2 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
@@ -40,7 +38,7 @@ std::vector<std::string> split_words(std::string_view line) {
 bool parse_sectors(std::string_view word, uint64_t& value) {
   const char* end = word.data() + word.size();
   const auto result = std::from_chars(word.data(), end, value);
-  return result.ec == std::errc() && result.ptr == end && value <= max_sectors;
+  return result.ec == std::errc() && result.ptr == end && value <= max_disk_sectors;
 }
 
 bool is_access_word(std::string_view word) {

@@ -1,7 +1,8 @@
 #include "disk/vmdk_format.h"
 
-#include <bit>
 
+#include "disk/disk.h"
+#include "support/checked_math.h"
 #include "support/le_reader.h"
 
 namespace vmdk_format {
@@ -12,7 +13,6 @@ namespace {
 // few TiB; these limits are generous and exist only to refuse nonsense.
 constexpr uint64_t max_grain_sectors = 1u << 16;  // 32 MiB grains
 constexpr uint32_t max_gtes_per_gt = 1u << 20;  // 4 MiB grain tables
-constexpr uint64_t max_capacity_sectors = uint64_t{1} << 46;  // 32 PiB
 constexpr uint64_t max_descriptor_sectors = 2048;  // 1 MiB of descriptor text
 
 constexpr uint8_t expected_line_ends[4] = {'\n', ' ', '\r', '\n'};
@@ -24,13 +24,13 @@ bool fits_in_file(uint64_t sector, uint64_t bytes, uint64_t file_size) {
 }
 
 std::string grain_problem(const VMDK_SPARSE_HEADER& h) {
-  if (h.grain_size == 0 || h.grain_size > max_grain_sectors || !std::has_single_bit(h.grain_size))
+  if (h.grain_size == 0 || h.grain_size > max_grain_sectors || !vk::is_power_of_two(h.grain_size))
     return "has a grain size of " + std::to_string(h.grain_size) + " sectors (a power of two up to " +
            std::to_string(max_grain_sectors) + " is expected)";
   if (h.gtes_per_gt == 0 || h.gtes_per_gt > max_gtes_per_gt)
     return "has " + std::to_string(h.gtes_per_gt) + " grain entries per table (1 to " +
            std::to_string(max_gtes_per_gt) + " are expected)";
-  if (h.capacity > max_capacity_sectors)
+  if (h.capacity > max_disk_sectors)
     return "has a capacity of " + std::to_string(h.capacity) + " sectors, which no real disk has";
   return "";
 }

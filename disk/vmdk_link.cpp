@@ -13,10 +13,6 @@ namespace {
 // split into a thousand extents); anything larger is not one.
 constexpr uint64_t max_descriptor_file = 1u << 20;
 
-// The largest disk accepted, in sectors (32 PiB): keeps byte sizes far from
-// 64-bit overflow.
-constexpr uint64_t max_disk_sectors = uint64_t{1} << 46;
-
 std::string folder_of(const std::string& path) {
   const size_t slash = path.rfind('/');
   return slash == std::string::npos ? "" : path.substr(0, slash + 1);

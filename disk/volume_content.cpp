@@ -4,11 +4,14 @@
 #include <string>
 #include <string_view>
 
+#include "disk/boot_sector_format.h"
 #include "disk/partition_format.h"
 #include "disk/partition_types.h"
+#include "support/checked_math.h"
 #include "support/le_reader.h"
 
 namespace pf = partition_format;
+namespace bsf = boot_sector_format;
 
 namespace {
 
@@ -18,31 +21,29 @@ bool has_text_at(std::span<const uint8_t> bytes, size_t off, std::string_view te
                     [](char c, uint8_t b) { return static_cast<uint8_t>(c) == b; });
 }
 
-bool is_power_of_two(uint64_t v) { return v != 0 && (v & (v - 1)) == 0; }
-
 // A FAT boot sector is told apart by its BIOS parameter block, whatever OEM
 // name the formatting tool wrote.  The FAT kind follows from the number of
 // data clusters, the only test the FAT format itself defines.
 volume_content classify_fat(const vk::le_reader& boot) {
-  if (boot.u16(pf::mbr_signature) != pf::boot_signature) return volume_content::unknown;
-  const uint64_t bytes_per_sector = boot.u16(pf::bpb_bytes_per_sector);
-  const uint64_t per_cluster = boot.u8(pf::bpb_sectors_per_cluster);
-  const uint64_t reserved = boot.u16(pf::bpb_reserved_sectors);
-  const uint64_t fats = boot.u8(pf::bpb_fat_count);
-  const uint64_t root_entries = boot.u16(pf::bpb_root_entries);
-  const uint64_t total16 = boot.u16(pf::bpb_total_sectors_16);
-  const uint64_t fat16_size = boot.u16(pf::bpb_sectors_per_fat_16);
-  const uint64_t total = total16 != 0 ? total16 : boot.u32(pf::bpb_total_sectors_32);
-  const uint64_t fat_size = fat16_size != 0 ? fat16_size : boot.u32(pf::bpb_sectors_per_fat_32);
-  if (!boot.ok() || bytes_per_sector < 512 || bytes_per_sector > 4096 || !is_power_of_two(bytes_per_sector) ||
-      !is_power_of_two(per_cluster) || reserved == 0 || fats == 0 || fat_size == 0)
+  if (boot.u16(bsf::signature) != pf::boot_signature) return volume_content::unknown;
+  const uint64_t bytes_per_sector = boot.u16(bsf::bytes_per_sector);
+  const uint64_t per_cluster = boot.u8(bsf::sectors_per_cluster);
+  const uint64_t reserved = boot.u16(bsf::reserved_sectors);
+  const uint64_t fats = boot.u8(bsf::fat_count);
+  const uint64_t root_entries = boot.u16(bsf::root_entries);
+  const uint64_t total16 = boot.u16(bsf::total_sectors_16);
+  const uint64_t fat16_size = boot.u16(bsf::sectors_per_fat_16);
+  const uint64_t total = total16 != 0 ? total16 : boot.u32(bsf::total_sectors_32);
+  const uint64_t fat_size = fat16_size != 0 ? fat16_size : boot.u32(bsf::sectors_per_fat_32);
+  if (!boot.ok() || bytes_per_sector < 512 || bytes_per_sector > 4096 || !vk::is_power_of_two(bytes_per_sector) ||
+      !vk::is_power_of_two(per_cluster) || reserved == 0 || fats == 0 || fat_size == 0)
     return volume_content::unknown;
-  const uint64_t root_sectors = (root_entries * pf::fat_dir_entry_size + bytes_per_sector - 1) / bytes_per_sector;
+  const uint64_t root_sectors = (root_entries * bsf::fat_dir_entry_size + bytes_per_sector - 1) / bytes_per_sector;
   const uint64_t meta = reserved + fats * fat_size + root_sectors;
   if (total <= meta) return volume_content::unknown;
   const uint64_t clusters = (total - meta) / per_cluster;
-  if (clusters < pf::fat12_cluster_limit) return volume_content::fat12;
-  if (clusters < pf::fat16_cluster_limit) return volume_content::fat16;
+  if (clusters < bsf::fat12_cluster_limit) return volume_content::fat12;
+  if (clusters < bsf::fat16_cluster_limit) return volume_content::fat16;
   return volume_content::fat32;
 }
 
@@ -92,11 +93,11 @@ bool table_agrees(uint16_t table_type, volume_content content) {
 
 bool is_volume_boot_sector(std::span<const uint8_t> sector) {
   for (std::string_view oem : {"EXFA", "MSDO", "NTFS"})
-    if (has_text_at(sector, pf::vbr_oem_name, oem)) return true;
+    if (has_text_at(sector, bsf::oem_name, oem)) return true;
   return false;
 }
 
-bool is_ntfs_boot_sector(std::span<const uint8_t> sector) { return has_text_at(sector, pf::vbr_oem_name, "NTFS    "); }
+bool is_ntfs_boot_sector(std::span<const uint8_t> sector) { return has_text_at(sector, bsf::oem_name, bsf::ntfs_oem); }
 
 bool is_master_boot_record(std::span<const uint8_t> sector) {
   const vk::le_reader reader(sector);
@@ -105,7 +106,7 @@ bool is_master_boot_record(std::span<const uint8_t> sector) {
 
 volume_content classify_volume_content(std::span<const uint8_t> first_bytes) {
   if (is_ntfs_boot_sector(first_bytes)) return volume_content::ntfs;
-  if (has_text_at(first_bytes, pf::vbr_oem_name, "EXFAT   ")) return volume_content::exfat;
+  if (has_text_at(first_bytes, bsf::oem_name, bsf::exfat_oem)) return volume_content::exfat;
   const vk::le_reader reader(first_bytes);
   const volume_content fat = classify_fat(reader);
   if (fat != volume_content::unknown) return fat;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "disk/boot_sector_format.h"
 #include "disk/partition_format.h"
 #include "disk/partition_types.h"
 #include "disk/vk_disk_structs.h"
@@ -19,7 +20,7 @@ using ull = unsigned long long;
 
 // A disk with no partition table may be one NTFS volume from its first byte.
 bool starts_with_ntfs_boot_sector(disk& source) {
-  std::vector<uint8_t> head(pf::vbr_ntfs_probe_size);
+  std::vector<uint8_t> head(boot_sector_format::oem_name + boot_sector_format::oem_name_size);
   return source.read_exact(0, head) && is_ntfs_boot_sector(head);
 }
 

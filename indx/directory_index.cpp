@@ -9,12 +9,12 @@
 #include <string>
 
 #include "indx/indx_format.h"
-#include "indx/indx_record.h"
 #include "indx/merge.h"
 #include "indx/node_parser.h"
 #include "ntfs/attributes.h"
 #include "ntfs/mft_format.h"
 #include "ntfs/mft_record.h"
+#include "ntfs/multi_sector.h"
 #include "ntfs/ntfs.h"
 #include "ntfs/stream_reader.h"
 #include "support/file_util.h"
@@ -92,9 +92,8 @@ struct index_pass {
 void fix_up_index_records(std::span<uint8_t> chunk, size_t record_size, size_t sector_size) {
   for (size_t p = 0; record_size <= chunk.size() - p; p += record_size) {
     const auto record = chunk.subspan(p, record_size);
-    if (!has_indx_magic(record)) continue;
-    const uint16_t count = vk::le_reader(record).u16(indx_format::rec_usa_count);
-    apply_fixup(record, fixup_stride(record_size, count, sector_size));
+    if (record_signature(record) != multi_sector_format::signature_indx) continue;
+    apply_fixup(record, fixup_stride(record_size, update_sequence_count(record), sector_size));
   }
 }
 
@@ -174,16 +173,16 @@ bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entr
   bool root_done = false, alloc_done = false, collected = false;
   for (const mft_attribute& attribute : record.attributes) {
     uint32_t type = 0;
-    if (!root_done && is_index_attribute(attribute, indx_format::attr_type_index_root)) {
+    if (!root_done && is_index_attribute(attribute, mft_format::type_index_root)) {
       raw_dump dump(options, ".indx.root.bin");
       parse_root(pass, attribute, out.root, dump);
-      type = indx_format::attr_type_index_root;
+      type = mft_format::type_index_root;
       root_done = true;
-    } else if (!alloc_done && is_index_attribute(attribute, indx_format::attr_type_index_allocation)) {
+    } else if (!alloc_done && is_index_attribute(attribute, mft_format::type_index_allocation)) {
       raw_dump dump(options, ".indx.alloc.bin");
       const data_run_list runs = stream_runs(record.attributes, attribute.type, index_name);
       parse_allocation(pass, runs, out.alloc, dump);
-      type = indx_format::attr_type_index_allocation;
+      type = mft_format::type_index_allocation;
       alloc_done = true;
     } else {
       continue;
@@ -202,11 +201,11 @@ bool read_directory_children(CNtfs& volume, uint64_t entry, std::vector<director
   index_pass pass{volume, make_mft_ref(entry, record.header.sequence), false, stores};
   const indx_options no_dump;
   byte_array buffer;
-  if (const mft_attribute* root = find_attribute(record.attributes, indx_format::attr_type_index_root, index_name)) {
+  if (const mft_attribute* root = find_attribute(record.attributes, mft_format::type_index_root, index_name)) {
     raw_dump dump(no_dump, "");
     parse_root(pass, *root, buffer, dump);
   }
-  const data_run_list runs = stream_runs(record.attributes, indx_format::attr_type_index_allocation, index_name);
+  const data_run_list runs = stream_runs(record.attributes, mft_format::type_index_allocation, index_name);
   if (!runs.empty()) {
     raw_dump dump(no_dump, "");
     parse_allocation(pass, runs, buffer, dump);

@@ -6,7 +6,6 @@
 namespace {
 
 constexpr int store_key_width = 10;
-constexpr size_t name_offset = indx_format::ent_key + indx_format::key_name;
 
 }  // namespace
 
@@ -23,14 +22,14 @@ indx_entry decode_entry_fields(const vk::le_reader& entry) {
     if (at < bytes.size()) decoded.key[i] = bytes[at];
   }
   decoded.size = indx_format::entry_span(decoded.name_length());
-  decoded.is_dir = (decoded.attr_flags() & indx_format::attr_flags_directory_like) != 0;
+  decoded.is_dir = (decoded.attr_flags() & (file_attribute::directory | file_attribute::has_index)) != 0;
   return decoded;
 }
 
 std::string decode_entry_name(const vk::le_reader& entry, size_t units) {
   const std::span<const uint8_t> bytes = entry.bytes();
-  if (bytes.size() <= name_offset) return {};
-  return vk::utf16le_to_utf8(bytes.subspan(name_offset), units);
+  if (bytes.size() <= indx_format::ent_key) return {};
+  return file_name_text(bytes.subspan(indx_format::ent_key), units);
 }
 
 std::string valid_store_key(mft_ref parent, std::string_view name) {

@@ -1,9 +1,10 @@
 #include "indx/indx_block.h"
 
 #include "indx/indx_format.h"
-#include "indx/indx_record.h"
 #include "indx/merge.h"
 #include "indx/node_parser.h"
+#include "ntfs/mft_format.h"
+#include "ntfs/multi_sector.h"
 #include "support/types.h"
 
 namespace {
@@ -24,7 +25,7 @@ bool analyse_indx_block(std::span<uint8_t> block, uint64_t parent_entry, uint64_
   const size_t records = block.size() / indx_format::record_size;
   for (size_t k = 0; k < records; ++k) {
     const std::span<uint8_t> record = block.subspan(k * indx_format::record_size, indx_format::record_size);
-    if (!has_indx_magic(record)) break;
+    if (record_signature(record) != multi_sector_format::signature_indx) break;
     apply_fixup(record, indx_file_sector_size);
     // Once known, the directory is kept for the rest of the block; its
     // sequence number is left 0 so that each node supplies its own.
@@ -35,5 +36,5 @@ bool analyse_indx_block(std::span<uint8_t> block, uint64_t parent_entry, uint64_
     const uint64_t base_offset = k * indx_format::record_size + indx_format::rec_node_header;
     if (!parse_index_node(stores, make_mft_ref(parent_entry, 0), node, base_offset, true)) break;
   }
-  return merge_entries(report, stores, indx_format::attr_type_index_allocation, max_plausible_entry);
+  return merge_entries(report, stores, mft_format::type_index_allocation, max_plausible_entry);
 }

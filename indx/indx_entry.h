@@ -7,8 +7,12 @@
 #include <string>
 
 #include "indx/indx_format.h"
+#include "ntfs/file_name.h"
+#include "ntfs/mft_format.h"
 #include "support/le_reader.h"
 #include "support/types.h"
+
+namespace fnf = file_name_format;
 
 struct indx_entry {
   mft_ref file_ref = 0;
@@ -23,7 +27,7 @@ struct indx_entry {
   // 82 + 2 x name length: the span reported and used for overlap tests.
   uint32_t size = 0;
   // 0x90 for an entry of the index root, 0xA0 for an INDX record.
-  uint32_t attr_type = indx_format::attr_type_index_allocation;
+  uint32_t attr_type = mft_format::type_index_allocation;
   bool is_dir = false;
   bool mtime_unconvertible = false;
   std::string annotation;
@@ -32,17 +36,17 @@ struct indx_entry {
   uint16_t key_length() const { return head().u16(2); }
   uint16_t entry_flags() const { return head().u16(4); }
 
-  mft_ref parent_ref() const { return key_field().u64(indx_format::key_parent_ref); }
-  uint64_t created() const { return key_field().u64(indx_format::key_created); }
-  uint64_t modified() const { return key_field().u64(indx_format::key_modified); }
-  uint64_t mft_changed() const { return key_field().u64(indx_format::key_mft_changed); }
-  uint64_t accessed() const { return key_field().u64(indx_format::key_accessed); }
-  uint64_t alloc_size() const { return key_field().u64(indx_format::key_alloc_size); }
-  uint64_t real_size() const { return key_field().u64(indx_format::key_real_size); }
-  uint32_t attr_flags() const { return key_field().u32(indx_format::key_attr_flags); }
-  uint32_t reparse_value() const { return key_field().u32(indx_format::key_reparse); }
-  uint8_t name_length() const { return key_field().u8(indx_format::key_name_length); }
-  uint8_t name_space() const { return key_field().u8(indx_format::key_namespace); }
+  mft_ref parent_ref() const { return key_field().u64(fnf::parent_ref); }
+  uint64_t created() const { return key_field().u64(fnf::created); }
+  uint64_t modified() const { return key_field().u64(fnf::modified); }
+  uint64_t mft_changed() const { return key_field().u64(fnf::mft_changed); }
+  uint64_t accessed() const { return key_field().u64(fnf::accessed); }
+  uint64_t alloc_size() const { return key_field().u64(fnf::alloc_size); }
+  uint64_t real_size() const { return key_field().u64(fnf::real_size); }
+  uint32_t attr_flags() const { return key_field().u32(fnf::attr_flags); }
+  uint32_t reparse_value() const { return key_field().u32(fnf::reparse); }
+  uint8_t name_length() const { return key_field().u8(fnf::name_length); }
+  uint8_t name_space() const { return key_field().u8(fnf::name_space); }
 
  private:
   vk::le_reader head() const { return vk::le_reader(header); }

@@ -1,18 +1,18 @@
 // On-disk layout of an INDX record, its index node header and its index
-// entries (each entry's key is a copy of the file's $FILE_NAME attribute).
-// Every offset into these structures is named here and nowhere else.
+// entries.  Every offset into these structures is named here and nowhere
+// else; the key of an entry is a $FILE_NAME value, named in ntfs/file_name.h.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "ntfs/file_name.h"
+
 namespace indx_format {
 
 // INDX record header, offsets from the start of the record.
+// The record opens with the multi-sector header (ntfs/multi_sector.h).
 constexpr size_t record_size = 4096;
-constexpr size_t rec_magic = 0;  // "INDX"
-constexpr size_t rec_usa_offset = 4;  // u16: update sequence array offset
-constexpr size_t rec_usa_count = 6;  // u16: words in the array, first is the sequence number
 constexpr size_t rec_lsn = 8;  // u64, unused
 constexpr size_t rec_vcn = 16;  // u64, unused
 constexpr size_t rec_node_header = 24;  // the index node header starts here
@@ -37,32 +37,18 @@ constexpr size_t ent_head_size = 16;
 constexpr uint16_t entry_flag_subnode = 1;
 constexpr uint16_t entry_flag_last = 2;
 
-// $FILE_NAME key, offsets from the start of the key.
-constexpr size_t key_parent_ref = 0;  // u64 mft_ref of the parent directory
-constexpr size_t key_created = 8;  // FILETIME
-constexpr size_t key_modified = 16;  // FILETIME
-constexpr size_t key_mft_changed = 24;  // FILETIME
-constexpr size_t key_accessed = 32;  // FILETIME
-constexpr size_t key_alloc_size = 40;  // u64
-constexpr size_t key_real_size = 48;  // u64
-constexpr size_t key_attr_flags = 56;  // u32 file attribute flags
-constexpr size_t key_reparse = 60;  // u32 reparse tag / EA size
-constexpr size_t key_name_length = 64;  // u8, UTF-16 code units
-constexpr size_t key_namespace = 65;  // u8: 0 POSIX, 1 Win32, 2 DOS, 3 Win32+DOS
-constexpr size_t key_name = 66;  // UTF-16LE, not terminated
-constexpr size_t key_stored_size = 68;  // bytes of the key kept in an indx_entry
+// The key is a copy of the file's $FILE_NAME value (ntfs/file_name.h), of
+// which an indx_entry keeps the fixed part and the first name unit.
+constexpr size_t key_stored_size = file_name_format::name + 2;
 
-// The smallest span an entry with an n-unit name occupies: 16-byte head,
-// 66 bytes of key before the name, then the name.
-constexpr size_t entry_min_size = ent_key + key_name;  // 82
-constexpr uint32_t entry_span(uint32_t name_units) { return static_cast<uint32_t>(entry_min_size) + 2 * name_units; }
+// The smallest span an entry with an n-unit name occupies: the 16-byte head,
+// then the key's fixed part and the name.
+constexpr size_t entry_min_size = ent_key + file_name_format::name;  // 82
+constexpr uint32_t entry_span(uint32_t name_units) {
+  return static_cast<uint32_t>(ent_key + file_name_format::value_size(name_units));
+}
 
-constexpr uint32_t attr_flag_directory = 0x10;
-constexpr uint32_t attr_flag_has_index = 0x10000000;
-constexpr uint32_t attr_flags_directory_like = attr_flag_directory | attr_flag_has_index;
-
-// Attribute types an entry can come from.
-constexpr uint32_t attr_type_index_root = 0x90;
-constexpr uint32_t attr_type_index_allocation = 0xA0;
+// Where a key field lies, from the start of the entry.
+constexpr size_t key_field(size_t file_name_offset) { return ent_key + file_name_offset; }
 
 }  // namespace indx_format

@@ -62,7 +62,7 @@ walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, cons
     const uint16_t length = entry.u16(indx_format::ent_length);
     const uint16_t key_length = entry.u16(indx_format::ent_key_length);
     const uint16_t flags = entry.u16(indx_format::ent_flags);
-    const uint8_t units = entry.u8(indx_format::ent_key + indx_format::key_name_length);
+    const uint8_t units = entry.u8(indx_format::key_field(file_name_format::name_length));
     if (!entry.ok() || !entry.has(0, indx_format::entry_span(units))) break;
     if (length > max_entry_length || key_length > max_key_length || file_ref == 0 || is_last_entry(flags)) break;
     remaining -= length;

@@ -38,14 +38,14 @@ constexpr uint64_t parent_hit_room = 58;
 
 // A timestamp hit taken as the created time needs the 24 bytes of head and
 // parent reference before it and its own four times after it.
-constexpr uint64_t created_time_position = fmt::ent_key + fmt::key_created;  // 24
+constexpr uint64_t created_time_position = fmt::key_field(fnf::created);  // 24
 constexpr uint64_t time_hit_room = 4 * sizeof(uint64_t);
 
 // The positions a timestamp hit may hold in an entry, tried in this order:
 // created, modified, MFT-changed, accessed.
-constexpr std::array<uint64_t, 4> time_positions = {fmt::ent_key + fmt::key_created, fmt::ent_key + fmt::key_modified,
-                                                    fmt::ent_key + fmt::key_mft_changed,
-                                                    fmt::ent_key + fmt::key_accessed};
+constexpr std::array<uint64_t, 4> time_positions = {fmt::key_field(fnf::created), fmt::key_field(fnf::modified),
+                                                    fmt::key_field(fnf::mft_changed),
+                                                    fmt::key_field(fnf::accessed)};
 
 // Two candidates closer than the smallest entry (head and key without a name)
 // cannot both be entries; the overlap rules use this span.
@@ -101,7 +101,7 @@ std::optional<uint64_t> entry_start_for_time_hit(const vk::le_reader& slack, uin
   // "Plausible" is the detector's own window: any value in (0, 2^63) is a
   // calendar time, and small neighbours such as a size of 4096 (a time in
   // 1601) would let garbage in unvalidated.
-  const uint64_t access_if_created = slack.u64(h + fmt::key_accessed - fmt::key_created);
+  const uint64_t access_if_created = slack.u64(h + fnf::accessed - fnf::created);
   if (in_time_window(access_if_created)) return h - created_time_position;
   for (const uint64_t position : time_positions) {
     if (h < position) break;
@@ -128,7 +128,7 @@ std::optional<indx_entry> carve_entry(const vk::le_reader& slack, uint64_t q, ui
   const uint64_t m = slack.size();
   if (q > m || m - q < min_emitted_room) return std::nullopt;
   const vk::le_reader at = slack.from(q);
-  const uint8_t units = at.u8(fmt::ent_key + fmt::key_name_length);
+  const uint8_t units = at.u8(fmt::key_field(fnf::name_length));
   if (fmt::entry_span(units) > m - q) return std::nullopt;
   indx_entry carved = decode_entry_fields(at);
   carved.is_valid = false;
@@ -146,10 +146,10 @@ bool is_plausible_entry(const vk::le_reader& entry) {
   const uint16_t key_length = entry.u16(fmt::ent_key_length);
   const uint16_t flags = entry.u16(fmt::ent_flags);
   if (flags > fmt::entry_flag_last || key_length == 0 || length == 0 || key_length > length) return false;
-  const uint8_t units = entry.u8(fmt::ent_key + fmt::key_name_length);
-  if (entry.u16(fmt::ent_reserved) != 0 || entry.u8(fmt::ent_key + fmt::key_namespace) > max_name_space) return false;
+  const uint8_t units = entry.u8(fmt::key_field(fnf::name_length));
+  if (entry.u16(fmt::ent_reserved) != 0 || entry.u8(fmt::key_field(fnf::name_space)) > max_name_space) return false;
   if (units < 1 || units > max_carved_name_units) return false;
-  return entry.u64(fmt::ent_key + fmt::key_alloc_size) >= entry.u64(fmt::ent_key + fmt::key_real_size);
+  return entry.u64(fmt::key_field(fnf::alloc_size)) >= entry.u64(fmt::key_field(fnf::real_size));
 }
 
 bool insert_candidate(std::set<uint64_t>& candidates, uint64_t q) {

@@ -1,7 +1,7 @@
 // On-disk layout of an MFT file record, of the attribute headers inside it,
 // of an $ATTRIBUTE_LIST entry and of a reparse point.  Every offset into
-// these structures is named here and nowhere else.  (A $FILE_NAME attribute
-// value has the layout of an index key, named in indx/indx_format.h.)
+// these structures is named here and nowhere else.  (A $FILE_NAME value is
+// named in ntfs/file_name.h.)
 #pragma once
 
 #include <cstddef>
@@ -9,22 +9,13 @@
 
 namespace mft_format {
 
-// File record header, offsets from the start of the record.  The signature,
-// update sequence offset and count are the multi-sector header that INDX
-// records share.
-constexpr size_t rec_signature = 0;  // "FILE", "BAAD" for a record chkdsk found torn
-constexpr size_t rec_usa_offset = 4;  // u16: update sequence array offset
-constexpr size_t rec_usa_count = 6;  // u16: words in the array, the first is the sequence number
+// File record header, offsets from the start of the record.  It opens with
+// the multi-sector header (ntfs/multi_sector.h).
 constexpr size_t rec_sequence = 16;  // u16: incremented each time the record is reused
 constexpr size_t rec_first_attribute = 20;  // u16: offset of the first attribute
 constexpr size_t rec_flags = 22;  // u16: 0x0001 in use, 0x0002 directory
 constexpr size_t rec_bytes_allocated = 28;  // u32: allocated size of the record
 constexpr size_t rec_base_ref = 32;  // u64 mft_ref: base record of an extension record, else 0
-
-// Signatures, as little-endian u32 of their four ASCII bytes.
-constexpr uint32_t signature_file = 0x454C4946;  // "FILE"
-constexpr uint32_t signature_indx = 0x58444E49;  // "INDX"
-constexpr uint32_t signature_baad = 0x44414142;  // "BAAD"
 
 constexpr uint16_t rec_flag_in_use = 0x0001;
 constexpr uint16_t rec_flag_directory = 0x0002;
@@ -33,10 +24,6 @@ constexpr uint16_t rec_flag_directory = 0x0002;
 constexpr uint16_t file_usa_offset = 0x30;
 constexpr uint16_t file_usa_count_max = 9;  // eight 512-byte blocks: a 4096-byte record
 constexpr uint16_t file_first_attribute_limit = 0x49;  // first attribute below this
-
-// The update sequence protects blocks of this size in every record Windows
-// writes, whatever the sector size.
-constexpr size_t usa_block = 512;
 
 // Attribute header, offsets from the start of the attribute.
 constexpr size_t attr_type = 0;  // u32; 0xFFFFFFFF ends the attribute list of a record
@@ -69,12 +56,6 @@ constexpr size_t list_first_vcn = 8;  // u64
 constexpr size_t list_ref = 16;  // u64 mft_ref of the record holding the attribute
 constexpr size_t list_attr_id = 24;  // u16
 constexpr size_t list_entry_min = 26;  // bytes an entry needs for the fields above
-
-// File name namespaces of a $FILE_NAME value.
-constexpr uint8_t namespace_posix = 0;
-constexpr uint8_t namespace_win32 = 1;
-constexpr uint8_t namespace_dos = 2;
-constexpr uint8_t namespace_win32_dos = 3;
 
 // Reparse point value ($REPARSE_POINT), offsets from the start of the value.
 constexpr size_t reparse_tag = 0;  // u32

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "indx/indx_record.h"
 #include "ntfs/mft_format.h"
+#include "ntfs/multi_sector.h"
 #include "ntfs/ntfs.h"
 #include "ntfs/stream_reader.h"
 #include "support/le_reader.h"
@@ -15,7 +15,7 @@ namespace {
 // comes from damage and is not read further.
 constexpr uint64_t max_attribute_list_bytes = 256 * 1024;
 
-uint32_t signature_of(std::span<const uint8_t> record) { return vk::le_reader(record).u32(mft_format::rec_signature); }
+namespace msf = multi_sector_format;
 
 // The value of an attribute list.  A non-resident list is read cluster by
 // cluster, and a failed read ends it there, so a damaged tail still leaves
@@ -50,7 +50,7 @@ class extension_records {
       m_have = true;
       m_entry = entry;
       m_usable = m_volume.fetch_record(m_buffer, bad, entry) && !bad &&
-                 signature_of(m_buffer) == mft_format::signature_file;
+                 record_signature(m_buffer) == msf::signature_file;
     }
     return m_usable ? &m_buffer : nullptr;
   }
@@ -96,40 +96,35 @@ void resolve_attribute_list(CNtfs& volume, uint64_t entry, std::span<const uint8
 
 }  // namespace
 
-size_t fixup_stride(size_t record_size, uint16_t usa_count, size_t sector_size) {
-  if (usa_count >= 2 && (usa_count - 1) * sector_size == record_size) return sector_size;
-  return mft_format::usa_block;
-}
-
 bool has_file_signature(std::span<const uint8_t> record) {
-  return signature_of(record) == mft_format::signature_file;
+  return record_signature(record) == msf::signature_file;
 }
 
 bool is_well_formed_file_record(std::span<const uint8_t> record) {
   const vk::le_reader reader(record);
-  const bool well_formed = reader.u32(mft_format::rec_signature) == mft_format::signature_file &&
-                           reader.u16(mft_format::rec_usa_offset) == mft_format::file_usa_offset &&
-                           reader.u16(mft_format::rec_usa_count) <= mft_format::file_usa_count_max &&
+  const bool well_formed = reader.u32(msf::signature) == msf::signature_file &&
+                           reader.u16(msf::usa_offset) == mft_format::file_usa_offset &&
+                           reader.u16(msf::usa_count) <= mft_format::file_usa_count_max &&
                            reader.u16(mft_format::rec_first_attribute) < mft_format::file_first_attribute_limit;
   return well_formed && reader.ok();
 }
 
 size_t implied_record_size(std::span<const uint8_t> record) {
-  const uint16_t count = vk::le_reader(record).u16(mft_format::rec_usa_count);
-  return count == 0 ? 0 : (count - 1) * mft_format::usa_block;
+  const uint16_t count = update_sequence_count(record);
+  return count == 0 ? 0 : (count - 1) * msf::usa_block;
 }
 
 record_kind fix_up_record(std::span<uint8_t> record, size_t sector_size) {
-  const uint16_t count = vk::le_reader(record).u16(mft_format::rec_usa_count);
-  switch (signature_of(record)) {
-    case mft_format::signature_file:
+  const uint16_t count = update_sequence_count(record);
+  switch (record_signature(record)) {
+    case msf::signature_file:
       if (!is_well_formed_file_record(record)) return record_kind::invalid;
       apply_fixup(record, fixup_stride(record.size(), count, sector_size));
       return record_kind::file;
-    case mft_format::signature_indx:
+    case msf::signature_indx:
       apply_fixup(record, fixup_stride(record.size(), count, sector_size));
       return record_kind::indx;
-    case mft_format::signature_baad:
+    case msf::signature_baad:
       return record_kind::baad;
     default:
       return record_kind::invalid;
@@ -161,7 +156,7 @@ bool load_mft_record(CNtfs& volume, uint64_t entry, mft_record& out) {
     vk::log_line("err: recd bad %llx", static_cast<unsigned long long>(entry));
     return false;
   }
-  if (signature_of(buffer) != mft_format::signature_file) return false;
+  if (record_signature(buffer) != msf::signature_file) return false;
   out.header = read_record_header(buffer);
   out.attributes = copy_attributes(buffer, entry);
   std::vector<byte_array> lists;

@@ -15,12 +15,6 @@ class CNtfs;
 
 enum class record_kind { file, indx, baad, invalid };
 
-// The block size the record's update sequence protects.  Windows protects
-// 512-byte blocks whatever the sector size (a 4096-byte record on a volume
-// of 4096-byte sectors still carries nine words), so the sector size is the
-// stride only when the record's word count says so.
-size_t fixup_stride(size_t record_size, uint16_t usa_count, size_t sector_size);
-
 // Checks the signature and repairs the record in place.  "FILE" needs the
 // array at 0x30, at most nine words and a first attribute below 0x49; "INDX"
 // uses the array its header names; "BAAD" is returned unrepaired; anything

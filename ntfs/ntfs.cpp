@@ -4,9 +4,11 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "disk/boot_sector_format.h"
 #include "ntfs/attributes.h"
 #include "ntfs/mft_format.h"
 #include "ntfs/mft_record.h"
+#include "support/checked_math.h"
 #include "support/le_reader.h"
 #include "support/run_log.h"
 
@@ -35,8 +37,6 @@ constexpr int mft_extent_passes = 4;
 // The $Bitmap file; its runlist is loaded after validation.
 constexpr uint64_t bitmap_entry = 6;
 
-bool is_power_of_two(uint64_t value) { return value != 0 && (value & (value - 1)) == 0; }
-
 // A record size from its signed clusters-per-record byte: negative n means
 // 2^-n bytes, positive n means n clusters.  0 when the result is unusable.
 uint32_t record_size_from(int8_t clusters_per_record, uint32_t cluster_size, uint32_t when_zero) {
@@ -47,7 +47,7 @@ uint32_t record_size_from(int8_t clusters_per_record, uint32_t cluster_size, uin
   } else if (clusters_per_record > 0) {
     size = uint64_t{cluster_size} * static_cast<uint64_t>(clusters_per_record);
   }
-  if (!is_power_of_two(size) || size < min_record_size || size > max_record_size) return 0;
+  if (!vk::is_power_of_two(size) || size < min_record_size || size > max_record_size) return 0;
   return static_cast<uint32_t>(size);
 }
 
@@ -66,7 +66,7 @@ bool CNtfs::validate() {
   m_checked = true;
   m_Validated = false;
   if (!m_disk.is_open()) return false;
-  byte_array sector(boot_format::sector_size);
+  byte_array sector(boot_sector_format::size);
   if (!read_volume(0, sector) || !parse_boot_sector(sector, m_boot) || !m_boot.oem_is_ntfs) return false;
   if (!derive_geometry()) return false;
   byte_array record0;
@@ -84,8 +84,8 @@ bool CNtfs::validate() {
 bool CNtfs::derive_geometry() {
   const uint32_t sector = m_boot.bytes_per_sector;
   const uint64_t sectors = sectors_per_cluster_from(m_boot.sectors_per_cluster);
-  if (!is_power_of_two(sector) || sector < min_sector_size || sector > max_sector_size) return false;
-  if (!is_power_of_two(sectors) || sectors * sector > max_cluster_size) return false;
+  if (!vk::is_power_of_two(sector) || sector < min_sector_size || sector > max_sector_size) return false;
+  if (!vk::is_power_of_two(sectors) || sectors * sector > max_cluster_size) return false;
   m_bytes_per_sector = sector;
   m_sectors_per_cluster = static_cast<uint32_t>(sectors);
   m_cluster_size = static_cast<uint32_t>(sectors * sector);

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "ntfs/file_name.h"
+#include "ntfs/mft_format.h"
 #include "support/types.h"
 #include "support/vk_string.h"
 
@@ -14,23 +16,24 @@ struct named_flag {
   const char* name;
 };
 
-// FILE_ATTRIBUTE_* bits as stored in the $FILE_NAME key.
+namespace fa = file_attribute;
+
 constexpr std::array<named_flag, 15> attribute_names{{
-    {0x00000001, "read-only"},
-    {0x00000002, "hidden"},
-    {0x00000004, "system"},
-    {0x00000010, "directory"},
-    {0x00000020, "archive"},
-    {0x00000040, "device"},
-    {0x00000080, "normal"},
-    {0x00000100, "temporary"},
-    {0x00000200, "sparse"},
-    {0x00000400, "reparse point"},
-    {0x00000800, "compressed"},
-    {0x00001000, "offline"},
-    {0x00002000, "not content indexed"},
-    {0x00004000, "encrypted"},
-    {0x10000000, "has index"},
+    {fa::read_only, "read-only"},
+    {fa::hidden, "hidden"},
+    {fa::system, "system"},
+    {fa::directory, "directory"},
+    {fa::archive, "archive"},
+    {fa::device, "device"},
+    {fa::normal, "normal"},
+    {fa::temporary, "temporary"},
+    {fa::sparse, "sparse"},
+    {fa::reparse_point, "reparse point"},
+    {fa::compressed, "compressed"},
+    {fa::offline, "offline"},
+    {fa::not_content_indexed, "not content indexed"},
+    {fa::encrypted, "encrypted"},
+    {fa::has_index, "has index"},
 }};
 
 }  // namespace
@@ -65,8 +68,8 @@ std::string attr_flags_text(uint32_t flags) {
 }
 
 std::string source_type_text(uint32_t attr_type) {
-  if (attr_type == indx_format::attr_type_index_allocation) return "indx alloc";
-  if (attr_type == indx_format::attr_type_index_root) return "indx root";
+  if (attr_type == mft_format::type_index_allocation) return "indx alloc";
+  if (attr_type == mft_format::type_index_root) return "indx root";
   return "unk";
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "indx/indx_format.h"
+#include "ntfs/multi_sector.h"
 #include "support/le_reader.h"
 #include "support/types.h"
 #include "support/vk_time.h"
@@ -36,13 +37,13 @@ inline std::vector<uint8_t> entry_bytes(const entry_plan& s) {
   std::vector<uint8_t> b((span + 7) / 8 * 8, 0);
   const size_t k = fmt::ent_key;
   put(b, fmt::ent_file_ref, s.file_ref, 8), put(b, fmt::ent_length, b.size(), 2);
-  put(b, fmt::ent_key_length, span - k, 2), put(b, k + fmt::key_parent_ref, s.parent, 8);
-  put(b, k + fmt::key_created, s.created, 8), put(b, k + fmt::key_modified, s.modified, 8);
-  put(b, k + fmt::key_mft_changed, s.changed, 8), put(b, k + fmt::key_accessed, s.accessed, 8);
-  put(b, k + fmt::key_alloc_size, 4096, 8), put(b, k + fmt::key_real_size, s.real_size, 8);
-  put(b, k + fmt::key_attr_flags, 0x20, 4), put(b, k + fmt::key_name_length, s.name.size(), 1);
-  put(b, k + fmt::key_namespace, 1, 1);
-  for (size_t i = 0; i < s.name.size(); ++i) put(b, k + fmt::key_name + 2 * i, uint8_t(s.name[i]), 2);
+  put(b, fmt::ent_key_length, span - k, 2), put(b, k + file_name_format::parent_ref, s.parent, 8);
+  put(b, k + file_name_format::created, s.created, 8), put(b, k + file_name_format::modified, s.modified, 8);
+  put(b, k + file_name_format::mft_changed, s.changed, 8), put(b, k + file_name_format::accessed, s.accessed, 8);
+  put(b, k + file_name_format::alloc_size, 4096, 8), put(b, k + file_name_format::real_size, s.real_size, 8);
+  put(b, k + file_name_format::attr_flags, 0x20, 4), put(b, k + file_name_format::name_length, s.name.size(), 1);
+  put(b, k + file_name_format::name_space, 1, 1);
+  for (size_t i = 0; i < s.name.size(); ++i) put(b, k + file_name_format::name + 2 * i, uint8_t(s.name[i]), 2);
   return b;
 }
 
@@ -53,8 +54,8 @@ class record_builder {
   static constexpr size_t first_entry = 40;
 
   record_builder() : m_bytes(fmt::record_size, 0) {
-    put(m_bytes, fmt::rec_magic, 0x58444E49, 4), put(m_bytes, fmt::rec_usa_offset, 40, 2);
-    put(m_bytes, fmt::rec_usa_count, 9, 2), put_node(fmt::node_entries_offset, first_entry, 4);
+    put(m_bytes, multi_sector_format::signature, multi_sector_format::signature_indx, 4), put(m_bytes, multi_sector_format::usa_offset, 40, 2);
+    put(m_bytes, multi_sector_format::usa_count, 9, 2), put_node(fmt::node_entries_offset, first_entry, 4);
   }
   size_t add_live(const entry_plan& plan) {
     plant(m_live_end, entry_bytes(plan));

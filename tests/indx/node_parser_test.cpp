@@ -15,7 +15,7 @@ TEST(node_parser, valid_walk_decodes_every_live_entry) {
   const size_t first = record.add_live({.name = "Alpha.txt"});
   record.add_live({.name = ""});
   const size_t dir = record.add_live({.name = "Sub", .parent = make_mft_ref(1234, 2)});
-  record.put_node(dir + fmt::ent_key + fmt::key_attr_flags, fmt::attr_flag_has_index, 4);
+  record.put_node(dir + fmt::ent_key + file_name_format::attr_flags, file_attribute::has_index, 4);
   record.add_live({.name = "ALPHA.TXT", .file_ref = make_mft_ref(71, 1)});
   record.end_live();
   entry_stores stores;

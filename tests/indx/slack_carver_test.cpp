@@ -11,8 +11,8 @@ using indx_test::entry_plan;
 using indx_test::june_2023;
 namespace fmt = indx_format;
 
-constexpr size_t name_length_at = fmt::ent_key + fmt::key_name_length;
-constexpr size_t accessed_at = fmt::ent_key + fmt::key_accessed;
+constexpr size_t name_length_at = fmt::ent_key + file_name_format::name_length;
+constexpr size_t accessed_at = fmt::ent_key + file_name_format::accessed;
 
 // A node with one live entry of directory 5, sequence 5; slack offsets below
 // count from its terminating entry.
@@ -83,8 +83,8 @@ TEST(slack_carver, timestamp_candidate_must_look_like_an_entry) {
         field_case{"key length 0", fmt::ent_key_length, 0, 2, false},
         field_case{"key longer than entry", fmt::ent_key_length, 300, 2, false},
         field_case{"entry length 0", fmt::ent_length, 0, 2, false},
-        field_case{"real size 4097", fmt::ent_key + fmt::key_real_size, 4097, 8, false},
-        field_case{"real size 4096", fmt::ent_key + fmt::key_real_size, 4096, 8, true},
+        field_case{"real size 4097", fmt::ent_key + file_name_format::real_size, 4097, 8, false},
+        field_case{"real size 4096", fmt::ent_key + file_name_format::real_size, 4096, 8, true},
         field_case{"name length 65, access time", accessed_at, june_2023, 8, true},
         // Non-zero times that convert to calendar times but lie outside the
         // window (a size of 4096 read as a time, a date in 2900) do not let
@@ -141,7 +141,7 @@ TEST(slack_carver, timestamp_candidate_inside_a_parent_candidate_is_refused) {
   entry_plan first = timeless("first.txt");
   first.real_size = june_2023;
   node.plant(200, first);
-  node.put(200 + fmt::ent_key + fmt::key_alloc_size, ~0ULL);
+  node.put(200 + fmt::ent_key + file_name_format::alloc_size, ~0ULL);
   node.put(320, 0x007A007A007A0103);
   node.plant(504, timeless("second.txt"));
   const std::vector<indx_entry> carved = node.carve();

@@ -3,6 +3,7 @@
 #include "ntfs/attributes.h"
 #include "ntfs/file_name.h"
 #include "ntfs/mft_record.h"
+#include "ntfs/multi_sector.h"
 #include "ntfs/reparse_point.h"
 #include "ntfs_builder.h"
 #include "support/le_reader.h"

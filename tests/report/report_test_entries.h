@@ -27,14 +27,14 @@ inline void set_key_u64(indx_entry& entry, size_t offset, uint64_t value) {
 }
 
 inline void set_times(indx_entry& entry, uint64_t modified, uint64_t accessed, uint64_t changed, uint64_t created) {
-  set_key_u64(entry, indx_format::key_modified, modified);
-  set_key_u64(entry, indx_format::key_accessed, accessed);
-  set_key_u64(entry, indx_format::key_mft_changed, changed);
-  set_key_u64(entry, indx_format::key_created, created);
+  set_key_u64(entry, file_name_format::modified, modified);
+  set_key_u64(entry, file_name_format::accessed, accessed);
+  set_key_u64(entry, file_name_format::mft_changed, changed);
+  set_key_u64(entry, file_name_format::created, created);
 }
 
 inline void set_flags(indx_entry& entry, uint32_t flags) {
-  for (size_t i = 0; i < 4; ++i) entry.key[indx_format::key_attr_flags + i] = static_cast<uint8_t>(flags >> (8 * i));
+  for (size_t i = 0; i < 4; ++i) entry.key[file_name_format::attr_flags + i] = static_cast<uint8_t>(flags >> (8 * i));
 }
 
 // A valid file "report.docx", entry 0x1234 sequence 3, in directory 0x40
@@ -43,16 +43,16 @@ inline indx_entry sample_file() {
   indx_entry entry;
   entry.name = "report.docx";
   entry.file_ref = make_mft_ref(0x1234, 3);
-  set_key_u64(entry, indx_format::key_parent_ref, make_mft_ref(0x40, 2));
+  set_key_u64(entry, file_name_format::parent_ref, make_mft_ref(0x40, 2));
   const uint64_t t = sample_time();
   set_times(entry, t, seconds_later(t, 10), seconds_later(t, 20), seconds_later(t, 30));
-  set_key_u64(entry, indx_format::key_alloc_size, 0x1000);
-  set_key_u64(entry, indx_format::key_real_size, 0xabc);
+  set_key_u64(entry, file_name_format::alloc_size, 0x1000);
+  set_key_u64(entry, file_name_format::real_size, 0xabc);
   set_flags(entry, 0x20);
   entry.is_valid = true;
   entry.offset = 0x58;
   entry.size = indx_format::entry_span(11);
-  entry.attr_type = indx_format::attr_type_index_allocation;
+  entry.attr_type = mft_format::type_index_allocation;
   return entry;
 }
 
@@ -67,7 +67,7 @@ inline indx_entry sample_slack_dir() {
   entry.annotation = "deleted";
   entry.offset = 0x1a0;
   entry.size = indx_format::entry_span(7);
-  entry.attr_type = indx_format::attr_type_index_root;
+  entry.attr_type = mft_format::type_index_root;
   return entry;
 }
 
