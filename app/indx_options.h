@@ -1,5 +1,6 @@
 // The run options, filled once from the command line and read-only after
-// start-up.
+// start-up.  The report layout is the report_options part; the lower layers
+// take only the few values they need, as arguments.
 #pragma once
 
 #include <cstdint>
@@ -7,11 +8,9 @@
 #include <optional>
 #include <string>
 
-#include "report/time_format.h"
+#include "report/report_options.h"
 
-enum class output_format { text, csv, log2timeline, bodyfile };
-
-struct indx_options {
+struct indx_options : report_options {
   // Sources.
   std::string image_file;
   uint64_t volume_offset = 0;  // 0: find the volume by scanning
@@ -33,20 +32,7 @@ struct indx_options {
   bool all = false;
   bool nodups = false;
 
-  // Output layout.
-  output_format format = output_format::text;
-  bool base10 = false;
-  std::string date_format = "yyyy-mm-dd";
-  std::string time_format = "hh:mm:ss.xxx";
-  bool pair_datetime = false;
-  bool no_whitespace = false;
-  std::string csv_separator = ",";
-  std::string username;
-  std::string hostname;
   bool quiet = false;
-  bool hexdump = false;
-  bool show_offset = true;
-  time_format_spec time_spec;
 
   // Results file; empty means standard output.
   std::string results_file;
@@ -62,5 +48,4 @@ struct indx_options {
   uint64_t max_plausible_entry = std::numeric_limits<uint64_t>::max();
 
   std::string version_label = "ver: 0.58";
-  std::string source_label = "NTFS:INDX";
 };

@@ -2,7 +2,7 @@
 
 #include "support/vk_string.h"
 
-std::string csv_separator_of(const indx_options& options) {
+std::string csv_separator_of(const report_options& options) {
   return options.no_whitespace ? vk::replace_all(options.csv_separator, " ", "") : options.csv_separator;
 }
 

@@ -13,11 +13,11 @@
 #include <string>
 #include <string_view>
 
-#include "app/indx_options.h"
+#include "report/report_options.h"
 
 // The separator of -csv and -csvl2t: "," or the -csv_separator text, with
 // its blanks taken out under -no_whitespace.
-std::string csv_separator_of(const indx_options& options);
+std::string csv_separator_of(const report_options& options);
 
 // Characters in a UTF-8 text (bytes that do not continue a sequence).
 size_t utf8_length(std::string_view text);

@@ -18,11 +18,11 @@ constexpr size_t comment_width = 15;
 
 }  // namespace
 
-csv_writer::csv_writer(const indx_options& options)
+csv_writer::csv_writer(const report_options& options)
     : m_options(options),
       m_separator(csv_separator_of(options)),
       m_padded(options.pair_datetime && !options.no_whitespace) {
-  if (options.show_offset) add_column("offset", number_width);
+  add_column("offset", number_width);
   for (const char* name : {"mft entry", "mft seqnum", "parent mft", "par seqnum"}) add_column(name, number_width);
   add_column("type", type_width);
   const size_t date_width = options.date_format.size();
@@ -67,7 +67,7 @@ std::vector<std::string> csv_writer::row_cells(const indx_entry& entry, const st
   const bool base10 = m_options.base10;
   std::vector<std::string> cells;
   cells.reserve(m_columns.size());
-  if (m_options.show_offset) cells.push_back(cell_number(entry.offset, base10));
+  cells.push_back(cell_number(entry.offset, base10));
   cells.push_back(entry_number_missing(entry) ? std::string() : cell_number(mft_entry_of(entry.file_ref), base10));
   cells.push_back(cell_number(mft_sequence_of(entry.file_ref), base10));
   cells.push_back(cell_number(mft_entry_of(entry.parent_ref()), base10));

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "app/indx_options.h"
+#include "report/report_options.h"
 #include "indx/indx_entry.h"
 
 class csv_writer {
  public:
-  explicit csv_writer(const indx_options& options);
+  explicit csv_writer(const report_options& options);
 
   std::string header() const;
   // `directory` is put before the entry's name.
@@ -27,7 +27,7 @@ class csv_writer {
   std::vector<std::string> row_cells(const indx_entry& entry, const std::string& directory) const;
   void add_time_cells(std::vector<std::string>& cells, uint64_t filetime) const;
 
-  const indx_options& m_options;
+  const report_options& m_options;
   std::string m_separator;
   // Cells are padded only with -pair_datetime and without -no_whitespace.
   bool m_padded;

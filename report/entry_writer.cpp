@@ -3,7 +3,7 @@
 #include "report/text_block.h"
 #include "report/timeline_writer.h"
 
-entry_writer::entry_writer(const indx_options& options, vk::output_sink& out)
+entry_writer::entry_writer(const report_options& options, vk::output_sink& out)
     : m_options(options), m_out(out) {}
 
 void entry_writer::write(const indx_entry& entry, std::span<const uint8_t> record_buffer) {

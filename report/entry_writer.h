@@ -8,14 +8,14 @@
 #include <span>
 #include <string>
 
-#include "app/indx_options.h"
+#include "report/report_options.h"
 #include "indx/indx_entry.h"
 #include "report/csv_writer.h"
 #include "support/output_sink.h"
 
 class entry_writer {
  public:
-  entry_writer(const indx_options& options, vk::output_sink& out);
+  entry_writer(const report_options& options, vk::output_sink& out);
 
   // Directory path put before every name ("" in INDX-file mode; "\\dir\\"
   // style in volume mode, always ending in a backslash).
@@ -28,7 +28,7 @@ class entry_writer {
   void write(const indx_entry& entry, std::span<const uint8_t> record_buffer);
 
  private:
-  const indx_options& m_options;
+  const report_options& m_options;
   vk::output_sink& m_out;
   // Made by the first CSV write, so header and rows share the columns of the
   // options as they stand once the run has started.

@@ -23,7 +23,7 @@ void append_line(std::string& block, std::string_view label, std::string_view va
   block += '\n';
 }
 
-std::string time_text(uint64_t filetime, const indx_options& options) {
+std::string time_text(uint64_t filetime, const report_options& options) {
   std::string date, time;
   render_filetime(filetime, options.time_spec, date, time);
   return date + " " + time + " [UTC]";
@@ -44,7 +44,7 @@ void append_reference_lines(std::string& block, const indx_entry& entry) {
   append_line(block, "Parent Sequence:", hex_and_decimal(mft_sequence_of(entry.parent_ref()), sequence_digits));
 }
 
-void append_time_lines(std::string& block, const indx_entry& entry, const indx_options& options) {
+void append_time_lines(std::string& block, const indx_entry& entry, const report_options& options) {
   append_line(block, "Modify time:", time_text(entry.modified(), options));
   append_line(block, "Access time:", time_text(entry.accessed(), options));
   append_line(block, "MFTChanged time:", time_text(entry.mft_changed(), options));
@@ -63,7 +63,7 @@ void append_hex_dump(std::string& block, const indx_entry& entry, std::span<cons
 
 }  // namespace
 
-std::string format_text_block(const indx_entry& entry, const std::string& directory, const indx_options& options,
+std::string format_text_block(const indx_entry& entry, const std::string& directory, const report_options& options,
                               std::span<const uint8_t> record_buffer) {
   std::string block;
   append_line(block, "Name:", full_name_of(entry, directory));
@@ -74,7 +74,7 @@ std::string format_text_block(const indx_entry& entry, const std::string& direct
     append_line(block, "Size allocated:", hex_and_decimal(entry.alloc_size(), size_digits));
     append_line(block, "Size used:", hex_and_decimal(entry.real_size(), size_digits));
   }
-  if (options.show_offset) append_line(block, "Relative Offset:", hex_and_decimal(entry.offset, size_digits));
+  append_line(block, "Relative Offset:", hex_and_decimal(entry.offset, size_digits));
   append_line(block, "Type entry:",
               "0x" + vk::hex(entry.attr_flags(), flags_digits) + " [" + attr_flags_text(entry.attr_flags()) + "]");
   append_line(block, "Source type:", source_type_text(entry.attr_type));

@@ -5,11 +5,11 @@
 #include <span>
 #include <string>
 
-#include "app/indx_options.h"
+#include "report/report_options.h"
 #include "indx/indx_entry.h"
 
 // The block of one entry, ending with an empty line that separates it from
 // the next block.  `directory` is put before the name; `record_buffer` is the
 // buffer the entry's offset indexes, dumped from with -hexdump.
-std::string format_text_block(const indx_entry& entry, const std::string& directory, const indx_options& options,
+std::string format_text_block(const indx_entry& entry, const std::string& directory, const report_options& options,
                               std::span<const uint8_t> record_buffer);

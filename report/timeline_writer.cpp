@@ -27,7 +27,7 @@ std::string description_of(const indx_entry& entry, const std::string& full_name
   return text;
 }
 
-std::string log2timeline_header(const indx_options& options) {
+std::string log2timeline_header(const report_options& options) {
   csv_line line(csv_separator_of(options));
   if (options.pair_datetime) {
     line.add("date/time");
@@ -43,7 +43,7 @@ std::string log2timeline_header(const indx_options& options) {
 
 // The row of one timestamp value, carrying the letters and labels of every
 // timestamp of the entry that holds the same value.
-std::string log2timeline_row(const timeline_record& record, uint64_t value, const indx_options& options) {
+std::string log2timeline_row(const timeline_record& record, uint64_t value, const report_options& options) {
   std::string macb = "....";
   std::string type;
   for (size_t i = 0; i < record.times.size(); ++i) {
@@ -87,7 +87,7 @@ std::string bodyfile_safe(const std::string& text) {
 }  // namespace
 
 timeline_record make_timeline_record(const indx_entry& entry, const std::string& directory,
-                                     const indx_options& options) {
+                                     const report_options& options) {
   timeline_record record;
   record.times = {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()};
   record.full_name = full_name_of(entry, directory);
@@ -96,7 +96,7 @@ timeline_record make_timeline_record(const indx_entry& entry, const std::string&
   if (!entry_number_missing(entry)) record.inode = cell_number(mft_entry_of(entry.file_ref), options.base10);
   const std::string label = options.source_label.empty() ? timeline_source : options.source_label;
   record.source_type = label + "-" + validity_word(entry);
-  if (options.show_offset) record.notes = "indx offset: " + cell_number(entry.offset, options.base10);
+  record.notes = "indx offset: " + cell_number(entry.offset, options.base10);
   record.user = options.username;
   record.host = options.hostname;
   if (!entry.is_valid) record.extra = entry.annotation;
@@ -107,7 +107,7 @@ timeline_record make_timeline_record(const indx_entry& entry, const std::string&
 // that does not convert (zero included) keeps its row, with empty date and
 // time, so no entry is lost from the timeline.
 void write_log2timeline_rows(bool& first_call, vk::output_sink& out, const timeline_record& record,
-                             const indx_options& options) {
+                             const report_options& options) {
   if (first_call) {
     out.write(log2timeline_header(options));
     first_call = false;
@@ -124,13 +124,11 @@ int64_t bodyfile_seconds(uint64_t filetime) {
 }
 
 bodyfile_record make_bodyfile_record(const indx_entry& entry, const std::string& directory,
-                                     const indx_options& options) {
+                                     const report_options& options) {
   bodyfile_record record;
   std::string name = full_name_of(entry, directory);
-  if (options.show_offset) {
-    name += "; indx offset: ";
-    name += options.base10 ? vk::dec(entry.offset) : "0x" + vk::hex(entry.offset, bodyfile_offset_digits);
-  }
+  name += "; indx offset: ";
+  name += options.base10 ? vk::dec(entry.offset) : "0x" + vk::hex(entry.offset, bodyfile_offset_digits);
   if (!entry.is_valid) name += " (slack)";
   record.name = bodyfile_safe(name);
   record.inode = mft_entry_of(entry.file_ref);

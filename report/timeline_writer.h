@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "app/indx_options.h"
+#include "report/report_options.h"
 #include "indx/indx_entry.h"
 #include "support/output_sink.h"
 
@@ -27,12 +27,12 @@ struct timeline_record {
 };
 
 timeline_record make_timeline_record(const indx_entry& entry, const std::string& directory,
-                                     const indx_options& options);
+                                     const report_options& options);
 
 // Writes the header when `first_call` is set (and clears it), then one row per
 // distinct timestamp value of the record.
 void write_log2timeline_rows(bool& first_call, vk::output_sink& out, const timeline_record& record,
-                             const indx_options& options);
+                             const report_options& options);
 
 struct bodyfile_record {
   std::string name;
@@ -47,7 +47,7 @@ struct bodyfile_record {
 };
 
 bodyfile_record make_bodyfile_record(const indx_entry& entry, const std::string& directory,
-                                     const indx_options& options);
+                                     const report_options& options);
 
 void write_bodyfile_line(bool& first_call, vk::output_sink& out, const bodyfile_record& record);
 

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include "report_test_entries.h"
+#include "support/vk_time.h"
 
 namespace {
 
-using report_test::sample_time;
+// 2023-06-05 14:03:07.1234567 UTC.
+uint64_t sample_time() {
+  return vk::filetime_from_date(2023, 6, 5) + (14 * 3600 + 3 * 60 + 7) * vk::filetime_ticks_per_second + 1234567;
+}
 
 struct rendered {
   bool ok;
