@@ -8,7 +8,7 @@
 #include "report/entry_writer.h"
 #include "app/report_entries.h"
 #include "disk/volume_source.h"
-#include "indx/directory_index.h"
+#include "app/directory_streams.h"
 #include "ntfs/directory_tree.h"
 #include "ntfs/ntfs.h"
 #include "ntfs/path_lookup.h"
@@ -54,7 +54,8 @@ bool queue_whole_volume(volume_run& run) {
 bool queue_path(volume_run& run, const std::string& path) {
   uint64_t entry = 0;
   uint16_t reference_sequence = 0;
-  if (!entry_of_path(*run.volume, normalise_target_path(path), entry, reference_sequence)) {
+  if (!entry_of_path(*run.volume, normalise_target_path(path), children_of_directories(*run.volume), entry,
+                     reference_sequence)) {
     vk::print_message("prob finding corresponding MFT entry, aborting\n");
     return false;
   }

@@ -8,7 +8,7 @@
 
 #include "app/indx_options.h"
 #include "disk/memory_disk.h"
-#include "indx/directory_index.h"
+#include "app/directory_streams.h"
 #include "ntfs/directory_tree.h"
 #include "ntfs/ntfs.h"
 #include "ntfs/path_lookup.h"
@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (const char* path : {"\\", "c:\\nested\\a\\b", "\\links\\symlink to c\\d", "docs/2023"}) {
     uint64_t entry = 0;
     uint16_t seq = 0;
-    entry_of_path(volume, path, entry, seq);
+    entry_of_path(volume, path, children_of_directories(volume), entry, seq);
   }
   return 0;
 }

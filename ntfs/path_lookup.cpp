@@ -3,7 +3,6 @@
 #include <deque>
 #include <vector>
 
-#include "indx/directory_index.h"
 #include "ntfs/attributes.h"
 #include "ntfs/directory_tree.h"
 #include "ntfs/mft_format.h"
@@ -20,14 +19,6 @@ namespace {
 constexpr int max_link_restarts = 32;
 // A reparse point's data never exceeds 16 KiB.
 constexpr uint64_t max_reparse_bytes = 16 * 1024;
-
-// Snapshot paths ("\\?\snapid_" and the snapshot's id): their first 47
-// characters name the snapshot, not a directory on the volume.
-constexpr std::string_view long_path_prefix = "\\\\?\\";
-constexpr std::string_view device_prefix = "\\\\.\\";
-constexpr std::string_view snapshot_marker = "snapid_";
-constexpr size_t snapshot_marker_position = 4;
-constexpr size_t snapshot_name_length = 47;
 
 char16_t fold(char16_t c) {
   if ((c >= u'A' && c <= u'Z') || (c >= 0xC0 && c <= 0xDE && c != 0xD7)) return c + 0x20;
@@ -52,16 +43,6 @@ std::u16string folded(std::string_view name) {
   return units;
 }
 
-std::string strip_snapshot_prefix(const std::string& path) {
-  if (path.find(long_path_prefix) == std::string::npos || path.find(device_prefix) != std::string::npos) return path;
-  if (path.size() < snapshot_name_length + 1 ||
-      path.compare(snapshot_marker_position, snapshot_marker.size(), snapshot_marker) != 0) {
-    return path;
-  }
-  const size_t cut = path.find('\\', snapshot_name_length);
-  return cut == std::string::npos ? std::string() : path.substr(cut);
-}
-
 std::deque<std::string> split_path(const std::string& path, char separator) {
   std::deque<std::string> segments;
   size_t start = 0;
@@ -74,15 +55,22 @@ std::deque<std::string> split_path(const std::string& path, char separator) {
   return segments;
 }
 
-const std::vector<directory_child>* children_of(CNtfs& volume, uint64_t directory) {
-  auto& cache = volume.caches().children;
+// What one lookup works with: the volume, and the reader of a directory's
+// live entries that the caller supplies.
+struct lookup {
+  CNtfs& volume;
+  const children_reader& read_children;
+};
+
+const std::vector<directory_child>* children_of(const lookup& at, uint64_t directory) {
+  auto& cache = at.volume.caches().children;
   if (const auto it = cache.find(directory); it != cache.end()) {
     vk::log_line("info: cache lookup");
     return &it->second;
   }
   vk::log_line("info: get children nodes");
   std::vector<directory_child> children;
-  if (!read_directory_children(volume, directory, children)) {
+  if (!at.read_children(directory, children)) {
     vk::log_line("err: no child nodes");
     return nullptr;
   }
@@ -139,8 +127,9 @@ void restart_at_link(walk_state& walk, const link_target& target) {
 
 enum class step_result { descended, restarted, failed };
 
-step_result take_segment(CNtfs& volume, walk_state& walk, const std::string& segment) {
-  const std::vector<directory_child>* children = children_of(volume, walk.entries.back());
+step_result take_segment(const lookup& at, walk_state& walk, const std::string& segment) {
+  CNtfs& volume = at.volume;
+  const std::vector<directory_child>* children = children_of(at, walk.entries.back());
   if (children == nullptr) return step_result::failed;
   vk::log_line("info: get children names");
   const directory_child* child = find_child(*children, segment);
@@ -165,7 +154,7 @@ step_result take_segment(CNtfs& volume, walk_state& walk, const std::string& seg
   return step_result::descended;
 }
 
-bool walk_segments(CNtfs& volume, walk_state& walk) {
+bool walk_segments(const lookup& at, walk_state& walk) {
   int restarts = 0;
   while (!walk.todo.empty()) {
     std::string segment = walk.todo.front();
@@ -180,7 +169,7 @@ bool walk_segments(CNtfs& volume, walk_state& walk) {
       }
       continue;
     }
-    const step_result step = take_segment(volume, walk, segment);
+    const step_result step = take_segment(at, walk, segment);
     if (step == step_result::failed) return false;
     if (step == step_result::restarted && ++restarts > max_link_restarts) return false;
   }
@@ -189,11 +178,9 @@ bool walk_segments(CNtfs& volume, walk_state& walk) {
 
 }  // namespace
 
-bool names_match(std::string_view a, std::string_view b) { return a == b || folded(a) == folded(b); }
-
-bool entry_of_path(CNtfs& volume, const std::string& given, uint64_t& entry, uint16_t& seq) {
-  if (given.empty() || !volume.validate()) return false;
-  const std::string path = strip_snapshot_prefix(given);
+bool entry_of_path(CNtfs& volume, const std::string& path, const children_reader& read_children, uint64_t& entry,
+                   uint16_t& seq) {
+  if (path.empty() || !volume.validate()) return false;
   vk::log_line("anal: %s", path.c_str());
   const char separator = path.find('/') != std::string::npos ? '/' : '\\';
   const bool rooted = !path.empty() && path[0] == separator;
@@ -206,8 +193,8 @@ bool entry_of_path(CNtfs& volume, const std::string& given, uint64_t& entry, uin
   } else if (walk.todo.front().size() >= 2 && walk.todo.front()[1] == ':') {
     walk.todo.pop_front();
   }
-  if (!walk_segments(volume, walk)) {
-    vk::log_line("inode not found for %s", given.c_str());
+  if (!walk_segments(lookup{volume, read_children}, walk)) {
+    vk::log_line("inode not found for %s", path.c_str());
     return false;
   }
   entry = walk.entries.back();

@@ -10,19 +10,25 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
-#include <string_view>
+#include <vector>
+
+#include "ntfs/volume_caches.h"
 
 class CNtfs;
 
-// Resolves `path` ("\dir\sub", "c:\dir\sub", "dir/sub", a "\\?\snapid_..."
-// snapshot path): a drive letter segment is skipped, a segment is cut at its
+// The live entries of one directory's $I30 index, read by the caller (the
+// index belongs to the layers above); false when the directory cannot be read.
+using children_reader = std::function<bool(uint64_t directory, std::vector<directory_child>& children)>;
+
+// Resolves `path` ("\dir\sub", "c:\dir\sub", "dir/sub"): a drive letter
+// segment is skipped (a "\\?\snapid_..." snapshot path is not recognised:
+// the -path value has its doubled backslashes collapsed before it gets here), a segment is cut at its
 // first ":" (a stream name), "." stays and ".." goes up.  A directory that is
 // a symbolic link or a junction is followed: its target (with "\??\" and a
 // drive letter removed) and the remaining segments are resolved again from
 // the root, at most 32 times.  Children of each directory read are cached in
 // the volume.  Diagnostics go to the run log.
-bool entry_of_path(CNtfs& volume, const std::string& path, uint64_t& entry, uint16_t& seq);
-
-// True when the two names are equal after case folding.
-bool names_match(std::string_view a, std::string_view b);
+bool entry_of_path(CNtfs& volume, const std::string& path, const children_reader& read_children, uint64_t& entry,
+                   uint16_t& seq);

@@ -8,7 +8,7 @@
 #include <set>
 
 #include "disk/image_disk.h"
-#include "indx/directory_index.h"
+#include "app/directory_streams.h"
 #include "ntfs/directory_tree.h"
 #include "ntfs/file_name.h"
 #include "ntfs/mft_record.h"
@@ -53,7 +53,7 @@ directory_names analyse(CNtfs& ntfs, uint64_t entry) {
 uint64_t resolve(CNtfs& ntfs, const std::string& path) {
   uint64_t entry = 0;
   uint16_t seq = 0;
-  EXPECT_TRUE(entry_of_path(ntfs, path, entry, seq)) << path;
+  EXPECT_TRUE(entry_of_path(ntfs, path, children_of_directories(ntfs), entry, seq)) << path;
   return entry;
 }
 

@@ -3,7 +3,7 @@
 #include <set>
 
 #include "disk/memory_disk.h"
-#include "indx/directory_index.h"
+#include "app/directory_streams.h"
 #include "ntfs/directory_tree.h"
 #include "ntfs/mft_record.h"
 #include "ntfs/ntfs.h"

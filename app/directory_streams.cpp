@@ -1,4 +1,4 @@
-#include "indx/directory_index.h"
+#include "app/directory_streams.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -214,4 +214,10 @@ bool read_directory_children(CNtfs& volume, uint64_t entry, std::vector<director
     children.push_back({mft_entry_of(child.file_ref), mft_sequence_of(child.file_ref), child.name, child.is_dir});
   }
   return true;
+}
+
+children_reader children_of_directories(CNtfs& volume) {
+  return [&volume](uint64_t directory, std::vector<directory_child>& children) {
+    return read_directory_children(volume, directory, children);
+  };
 }

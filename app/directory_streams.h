@@ -13,6 +13,7 @@
 
 #include "app/indx_options.h"
 #include "indx/entry_store.h"
+#include "ntfs/path_lookup.h"
 #include "ntfs/volume_caches.h"
 #include "support/types.h"
 
@@ -47,3 +48,6 @@ bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entr
 // The live entries of a directory's $I30 index (no slack), for path lookup.
 // False when the directory's record cannot be read.
 bool read_directory_children(CNtfs& volume, uint64_t entry, std::vector<directory_child>& children);
+
+// The reader path lookup takes: each directory's live entries, from its index.
+children_reader children_of_directories(CNtfs& volume);
