@@ -7,7 +7,7 @@
 #include "app/dir_queue.h"
 #include "report/entry_writer.h"
 #include "app/report_entries.h"
-#include "disk/volume_source.h"
+#include "app/volume_source.h"
 #include "app/directory_streams.h"
 #include "ntfs/directory_tree.h"
 #include "ntfs/ntfs.h"
@@ -43,7 +43,10 @@ dir_work_item item_for_entry(CNtfs& volume, uint64_t entry, uint32_t level) {
 bool queue_whole_volume(volume_run& run) {
   vk::status_line::show("preping directories... [pls wait]");
   std::set<uint64_t> directories;
-  if (!list_directories(*run.volume, directories)) {
+  const scan_progress progress = [](uint64_t index, uint64_t count) {
+    vk::status_line::show("analyzing entry " + std::to_string(index) + " of " + std::to_string(count));
+  };
+  if (!list_directories(*run.volume, directories, progress)) {
     vk::print_message("prob finding inodes that are dirs, aborting\n");
     return false;
   }

@@ -23,5 +23,10 @@ bool is_extended_chain_type(uint8_t type);
 // for an unlisted value; a guessed type adds " [guess]".
 std::string partition_type_name(uint16_t type);
 
-// True when a type name denotes an NTFS volume.
-bool names_ntfs(const std::string& type_name);
+// The file system family a listed type stands for: the types named "ntfs
+// ...", "... fat..." and "linux ..." in the listing.
+enum class partition_family { other, ntfs, fat, linux_family };
+partition_family family_of(uint16_t type);
+
+// True for the types whose volumes may be NTFS.
+bool is_ntfs_type(uint16_t type);

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "disk/image_disk.h"
-#include "support/message.h"
 
 namespace {
 
@@ -62,7 +61,5 @@ std::unique_ptr<disk> open_drive_source(const std::string& drive_number, const s
   }
   auto source = path.empty() ? nullptr : std::make_unique<image_disk>(path);
   if (source && source->is_open()) return source;
-  const std::string& shown = drive_number.empty() ? partition : drive_number;
-  vk::print_message("problems accessing physical disk #%s, aborting \n", shown.c_str());
   return nullptr;
 }

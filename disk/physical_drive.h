@@ -21,8 +21,7 @@ std::string drive_device_path(const std::string& drive_number, const std::string
 // drive device `drive_device`, or "" when the number is not valid.
 std::string partition_device_path(const std::string& drive_device, const std::string& partition);
 
-// Opens the drive, or its partition when `partition` is not empty.  Prints
-// "problems accessing physical disk #N, aborting " and returns null when the
-// device is missing or cannot be opened.
+// Opens the drive, or its partition when `partition` is not empty; null when
+// the device is missing or cannot be opened.
 std::unique_ptr<disk> open_drive_source(const std::string& drive_number, const std::string& partition,
                                         const std::string& dev_root = "/dev");

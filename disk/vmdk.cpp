@@ -5,7 +5,6 @@
 #include "disk/vmdk_chain.h"
 #include "disk/vmdk_link.h"
 #include "support/check.h"
-#include "support/message.h"
 #include "support/vk_string.h"
 
 namespace {
@@ -87,17 +86,13 @@ class vmdk_chain_disk final : public disk {
   uint64_t m_size;
 };
 
-// Names and descriptor lines come from the evidence; control characters in
-// them must not reach the console as terminal commands.
-std::string printable(const std::string& text) { return vk::escape_controls(text); }
-
-bool open_links(const std::vector<std::string>& names, std::vector<std::unique_ptr<vmdk_link>>& links) {
+bool open_links(const std::vector<std::string>& names, std::vector<std::unique_ptr<vmdk_link>>& links,
+                vmdk_fault& fault) {
   for (const std::string& name : names) {
     std::string why;
     std::unique_ptr<vmdk_link> link = vmdk_link::open(name, why);
     if (!link) {
-      if (!why.empty()) vk::print_message("%s\n", printable(why).c_str());
-      vk::print_message("%s can't be opened\n", printable(name).c_str());
+      fault = {vmdk_fault_kind::cannot_open, name, why, {}, {}};
       return false;
     }
     links.push_back(std::move(link));
@@ -105,27 +100,27 @@ bool open_links(const std::vector<std::string>& names, std::vector<std::unique_p
   return true;
 }
 
-std::unique_ptr<disk> assemble(const std::vector<std::string>& names) {
+vmdk_opening assemble(const std::vector<std::string>& names) {
+  vmdk_opening opening;
   std::vector<std::unique_ptr<vmdk_link>> links;
-  if (!open_links(names, links)) return nullptr;
+  if (!open_links(names, links, opening.fault)) return opening;
   std::vector<vmdk_chain_member> members;
   for (const auto& link : links) members.push_back({link->descriptor().cid, link->descriptor().parent_cid});
   const vmdk_chain_order order = order_vmdk_chain(members);
   if (order.fault == vmdk_chain_fault::missing_parent) {
     const vmdk_descriptor& orphan = links[order.orphan]->descriptor();
-    vk::print_message("%s names parent CID %s (\"%s\"), which is not in the list\n",
-                      printable(links[order.orphan]->name()).c_str(), printable(orphan.parent_cid).c_str(),
-                      printable(orphan.parent_hint).c_str());
-    vk::print_message("Child VMDK points to a parent VMDK that doesn't exist, aborting\n");
-    return nullptr;
+    opening.fault = {vmdk_fault_kind::missing_parent, links[order.orphan]->name(), {}, orphan.parent_cid,
+                     orphan.parent_hint};
+    return opening;
   }
   if (order.fault == vmdk_chain_fault::cid_errors) {
-    vk::print_message("Child VMDK CID errors, aborting\n");
-    return nullptr;
+    opening.fault.kind = vmdk_fault_kind::cid_errors;
+    return opening;
   }
   std::vector<std::unique_ptr<vmdk_link>> chain;
   for (size_t index : order.newest_first) chain.push_back(std::move(links[index]));
-  return std::make_unique<vmdk_chain_disk>(std::move(chain));
+  opening.source = std::make_unique<vmdk_chain_disk>(std::move(chain));
+  return opening;
 }
 
 }  // namespace
@@ -151,10 +146,8 @@ std::vector<std::string> split_vmdk_list(const std::string& list) {
   return names;
 }
 
-std::unique_ptr<disk> open_vmdk_source(const std::string& list) {
+vmdk_opening open_vmdk_source(const std::string& list) {
   const std::vector<std::string> names = split_vmdk_list(list);
-  if (names.empty()) return nullptr;
-  std::unique_ptr<disk> collection = assemble(names);
-  if (!collection) vk::print_message("invalid disk collection of snaps \n");
-  return collection;
+  if (names.empty()) return {};
+  return assemble(names);
 }

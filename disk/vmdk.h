@@ -21,7 +21,27 @@
 // name's folder (the collection's folder).
 std::vector<std::string> split_vmdk_list(const std::string& list);
 
-// Opens the collection.  On failure prints what went wrong, then "invalid
-// disk collection of snaps ", and returns nullptr; an empty list fails
-// without a message.
-std::unique_ptr<disk> open_vmdk_source(const std::string& list);
+// Why a collection could not be assembled.
+enum class vmdk_fault_kind {
+  none,            // an empty list: nothing to say
+  cannot_open,     // `file` cannot be opened; `reason` says why, as a whole line, when known
+  missing_parent,  // `file` names parent CID `parent_cid` (`parent_hint`), which no disk in the list has
+  cid_errors,      // the CIDs do not form one line of descent
+};
+
+struct vmdk_fault {
+  vmdk_fault_kind kind = vmdk_fault_kind::none;
+  std::string file;
+  std::string reason;
+  std::string parent_cid;
+  std::string parent_hint;
+};
+
+// The collection, or the fault that stopped it.  Names in the fault come
+// from the evidence as they stand; escaping them is the caller's business.
+struct vmdk_opening {
+  std::unique_ptr<disk> source;
+  vmdk_fault fault;
+};
+
+vmdk_opening open_vmdk_source(const std::string& list);

@@ -1,7 +1,6 @@
 #include "disk/volume_content.h"
 
 #include <algorithm>
-#include <string>
 #include <string_view>
 
 #include "disk/boot_sector_format.h"
@@ -63,26 +62,13 @@ uint16_t guessed_type_of(volume_content content) {
   return 0;
 }
 
-// True when a word of the type's name begins with `prefix`: "fat" matches
-// "hidden fat16" but not "ntfs or exfat".
-bool name_has_word(uint16_t type, std::string_view prefix) {
-  const std::string name = partition_type_name(type);
-  size_t word = 0;
-  while (true) {
-    if (name.compare(word, prefix.size(), prefix) == 0) return true;
-    const size_t blank = name.find(' ', word);
-    if (blank == std::string::npos) return false;
-    word = blank + 1;
-  }
-}
-
 bool table_agrees(uint16_t table_type, volume_content content) {
   switch (content) {
-    case volume_content::ntfs: return name_has_word(table_type, "ntfs");
+    case volume_content::ntfs: return family_of(table_type) == partition_family::ntfs;
     case volume_content::fat12:
     case volume_content::fat16:
-    case volume_content::fat32: return name_has_word(table_type, "fat");
-    case volume_content::ext: return name_has_word(table_type, "linux");
+    case volume_content::fat32: return family_of(table_type) == partition_family::fat;
+    case volume_content::ext: return family_of(table_type) == partition_family::linux_family;
     case volume_content::exfat:
     case volume_content::unknown: return true;
   }

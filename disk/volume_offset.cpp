@@ -1,22 +1,13 @@
 #include "disk/volume_offset.h"
 
 #include <algorithm>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "disk/boot_sector_format.h"
-#include "disk/partition_format.h"
 #include "disk/partition_types.h"
 #include "disk/vk_disk_structs.h"
 #include "disk/volume_content.h"
-#include "support/message.h"
-
-namespace pf = partition_format;
 
 namespace {
-
-using ull = unsigned long long;
 
 // A disk with no partition table may be one NTFS volume from its first byte.
 bool starts_with_ntfs_boot_sector(disk& source) {
@@ -26,16 +17,16 @@ bool starts_with_ntfs_boot_sector(disk& source) {
 
 std::string row_name(const partition_record& row) { return row.is_gap() ? "unalloc" : partition_type_name(row.type); }
 
+bool is_ntfs_row(const partition_record& row) { return !row.is_gap() && is_ntfs_type(row.type); }
+
 // Every row in disk order, gaps named "unalloc", so the examiner sees the
 // whole layout of the disk.
-void print_listing(partition_list rows) {
+std::vector<layout_row> layout_of(partition_list rows) {
   std::stable_sort(rows.begin(), rows.end(),
                    [](const partition_record& a, const partition_record& b) { return a.byte_offset() < b.byte_offset(); });
-  vk::print_message("\n");
-  for (const partition_record& row : rows) {
-    vk::print_message("volume offset [ 0x%llx ] : %s\n", static_cast<ull>(row.byte_offset()), row_name(row).c_str());
-  }
-  vk::print_message("\n");
+  std::vector<layout_row> layout;
+  for (const partition_record& row : rows) layout.push_back({row.byte_offset(), row_name(row)});
+  return layout;
 }
 
 // Without -offset only a volume that is the whole disk counts as chosen: an
@@ -46,86 +37,74 @@ bool row_is_requested(const partition_record& row, std::optional<uint64_t> reque
   return row.byte_offset() == *requested;
 }
 
-// The row the requested offset selects, and the last NTFS row seen before it.
-struct row_walk {
-  const partition_record* selected = nullptr;
-  std::optional<uint64_t> suggestion;
-};
-
-row_walk walk_rows(const partition_list& rows, std::optional<uint64_t> requested, uint64_t disk_size) {
-  row_walk walk;
+// Walks the rows up to the requested one, remembering the last NTFS row
+// before it as the suggestion.
+const partition_record* walk_rows(const partition_list& rows, std::optional<uint64_t> requested, uint64_t disk_size,
+                                  volume_offset_check& check) {
   for (const partition_record& row : rows) {
-    const uint64_t offset = row.byte_offset();
-    if (row_is_requested(row, requested)) {
-      walk.selected = &row;
-      return walk;
-    }
-    if (row.is_gap() || !names_ntfs(partition_type_name(row.type))) continue;
-    walk.suggestion = offset;
-    if (offset > disk_size)
-      vk::print_message("volume offset 0x%llx is not within image bounds\n", static_cast<ull>(offset));
+    if (row_is_requested(row, requested)) return &row;
+    if (!is_ntfs_row(row)) continue;
+    check.suggestion = row.byte_offset();
+    if (row.byte_offset() > disk_size)
+      check.findings.push_back({offset_finding_kind::suggestion_outside_image, row.byte_offset(), {}});
   }
-  return walk;
+  return nullptr;
 }
 
-bool scan_or_search(disk& source, partition_list& rows, bool& bare_ntfs) {
+bool scan_or_search(disk& source, partition_list& rows, bool& bare_ntfs, volume_offset_check& check) {
   if (scan_partitions(source, false, rows)) return true;
   if (starts_with_ntfs_boot_sector(source)) {
     bare_ntfs = true;
     return true;
   }
   if (!scan_partitions(source, true, rows)) {
-    vk::print_message("couldn't find any partitions on disk\n");
+    check.findings.push_back({offset_finding_kind::no_partitions, 0, {}});
     return false;
   }
-  vk::print_message("disk is corrupted, partition info questionable\n");
+  check.findings.push_back({offset_finding_kind::table_questionable, 0, {}});
+  return true;
+}
+
+// The requested row: usable when it holds NTFS that the image holds whole
+// (or the examiner accepted a shorter image).  False when the listing must
+// follow.
+bool take_selected_row(const partition_record& row, uint64_t disk_size, bool ignore_image_size,
+                       volume_offset_check& check) {
+  const uint64_t offset = row.byte_offset();
+  if (!is_ntfs_row(row)) {
+    check.findings.push_back({offset_finding_kind::selected_not_ntfs, offset, row_name(row)});
+    return false;
+  }
+  if (disk_size < row.end_byte() && !ignore_image_size) {
+    check.findings.push_back({offset_finding_kind::volume_larger_than_image, offset, {}});
+    return true;
+  }
+  check.usable = true;
+  check.offset = offset;
   return true;
 }
 
 }  // namespace
 
-bool check_volume_offset(disk& source, std::optional<uint64_t> requested, bool ignore_image_size,
-                         uint64_t& offset_out, bool& found_ntfs) {
-  found_ntfs = false;
+volume_offset_check check_volume_offset(disk& source, std::optional<uint64_t> requested, bool ignore_image_size) {
+  volume_offset_check check;
   const uint64_t disk_size = source.size();
   if (requested.value_or(0) > disk_size) {
-    vk::print_message("volume offset 0x%llx is not within image bounds\n", static_cast<ull>(*requested));
-    return false;
+    check.findings.push_back({offset_finding_kind::requested_outside_image, *requested, {}});
+    return check;
   }
   partition_list rows;
   bool bare_ntfs = false;
-  if (!scan_or_search(source, rows, bare_ntfs)) return false;
+  if (!scan_or_search(source, rows, bare_ntfs, check)) return check;
   if (bare_ntfs) {
-    found_ntfs = true;
-    offset_out = 0;
-    return true;
+    check.usable = true;
+    return check;
   }
-  const row_walk walk = walk_rows(rows, requested, disk_size);
-  found_ntfs = walk.suggestion.has_value();
-  if (walk.selected != nullptr) {
-    const uint64_t selected = walk.selected->byte_offset();
-    const std::string name = row_name(*walk.selected);
-    if (!names_ntfs(name)) {
-      vk::print_message("volume offset selected 0x%llx is not a NTFS partition, but [%s]\n",
-                        static_cast<ull>(selected), name.c_str());
-    } else {
-      found_ntfs = true;
-      if (disk_size < walk.selected->end_byte() && !ignore_image_size) {
-        vk::print_message(
-            "volume offset 0x%llx is a NTFS partition, however image size does not encapsulate entire volume\n",
-            static_cast<ull>(selected));
-        return false;
-      }
-      offset_out = selected;
-      return true;
-    }
+  const partition_record* selected = walk_rows(rows, requested, disk_size, check);
+  if (selected != nullptr && take_selected_row(*selected, disk_size, ignore_image_size, check)) {
+    check.suggestion.reset();
+    return check;
   }
-  print_listing(rows);
-  if (walk.suggestion) {
-    offset_out = *walk.suggestion;
-    vk::print_message("use option [-offset 0x%llx]\n", static_cast<ull>(*walk.suggestion));
-  } else {
-    vk::print_message("prob detecting ntfs partition\n");
-  }
-  return false;
+  check.layout = layout_of(std::move(rows));
+  return check;
 }

@@ -1,7 +1,6 @@
 #include "ntfs/directory_tree.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 #include <unordered_set>
 #include <vector>
@@ -12,7 +11,6 @@
 #include "ntfs/mft_record.h"
 #include "ntfs/ntfs.h"
 #include "ntfs/stream_reader.h"
-#include "support/message.h"
 #include "support/vk_string.h"
 
 namespace {
@@ -76,13 +74,6 @@ uint64_t records_to_scan(CNtfs& volume) {
   return std::min({stated == 0 ? mapped : stated, mapped, held});
 }
 
-void show_scan_status(uint64_t index, uint64_t count) {
-  char text[96];
-  std::snprintf(text, sizeof text, "analyzing entry %llu of %llu", static_cast<unsigned long long>(index),
-                static_cast<unsigned long long>(count));
-  vk::status_line::show(text);
-}
-
 class mft_scan {
  public:
   mft_scan(CNtfs& volume, std::set<uint64_t>& dirs) : m_volume(volume), m_dirs(dirs) {}
@@ -124,7 +115,7 @@ class mft_scan {
 
 }  // namespace
 
-bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs) {
+bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progress& progress) {
   dirs.clear();
   if (!volume.validate()) return false;
   const uint64_t count = records_to_scan(volume);
@@ -144,7 +135,7 @@ bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs) {
                                            std::span<uint8_t>(chunk).first(clusters * cluster));
     for (uint64_t i = 0; i < records; ++i) {
       const uint64_t entry = first + i;
-      if (entry % status_interval == 0) show_scan_status(entry, count);
+      if (entry % status_interval == 0 && progress) progress(entry, count);
       bool bad = false;
       if (read) {
         const auto bytes = std::span<uint8_t>(chunk).subspan(i * record, record);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <set>
 #include <string>
 
@@ -14,14 +15,17 @@ constexpr uint64_t root_directory_entry = 5;
 // Stands in for the part of a path above a break in the parent chain.
 inline constexpr const char* corrupted_path_text = "<path corrupted>";
 
+// Told of the scan's progress: the record index reached and the count.
+using scan_progress = std::function<void(uint64_t index, uint64_t count)>;
+
 // Scans every MFT record, reading the $MFT stream in large chunks, and
 // collects the records whose header flags carry the directory bit (in use or
 // not).  The records scanned are the $MFT data size over the record size,
 // capped by what the runlist and the source can hold.  Every 37th record
-// refreshes the status line.  While scanning, what path building needs of
+// index is passed to `progress`.  While scanning, what path building needs of
 // each directory is cached in the volume.  False when the volume is not
 // usable.
-bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs);
+bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progress& progress = {});
 
 // The path of `entry`: "\" for the root, otherwise a backslash and the names
 // of the chain from below the root down to the entry, each followed by a

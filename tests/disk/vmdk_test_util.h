@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "disk/disk.h"
+#include "app/volume_source.h"
 #include "disk/vmdk.h"
 #include "test_support.h"
 
@@ -63,9 +64,8 @@ struct opened {
 };
 
 inline opened open_collection(const std::string& list) {
-  opened result;
-  result.messages = capture_stderr([&] { result.source = open_vmdk_source(list); });
-  return result;
+  vmdk_opening opening = open_vmdk_source(list);
+  return {std::move(opening.source), vmdk_fault_lines(opening.fault)};
 }
 
 }  // namespace vmdk_test

@@ -1,5 +1,3 @@
-#include "disk/volume_source.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
@@ -31,28 +29,6 @@ TEST(image_disk, reads_short_at_the_end_and_nothing_past_it) {
   EXPECT_FALSE(image_disk("").is_open());
 }
 
-TEST(volume_source, image_that_cannot_be_opened_is_named) {
-  disk_test::stderr_capture capture;
-  EXPECT_EQ(open_image_source(""), nullptr);
-  EXPECT_EQ(open_image_source("/nonexistent/disk.raw"), nullptr);
-  EXPECT_EQ(capture.text(), "invalid image: /nonexistent/disk.raw\n");
-}
-
-TEST(volume_source, opens_the_image_and_checks_the_offset) {
-  slix_test::temp_dir tmp;
-  indx_options options;
-  options.image_file = tmp.file("disk.raw");
-  ASSERT_TRUE(slix_test::gunzip(slix_test::fixture("disk/mbr-ntfs-1m.raw.gz"), options.image_file));
-  options.volume_offset = 0x100000;
-  options.offset_given = true;
-  std::unique_ptr<disk> source;
-  uint64_t offset = 0;
-  ASSERT_TRUE(open_volume_source(options, source, offset));
-  ASSERT_NE(source, nullptr);
-  EXPECT_EQ(offset, 0x100000u);
-  EXPECT_EQ(source->size(), 4u * 1024 * 1024);
-}
-
 TEST(physical_drive, maps_numbers_to_devices) {
   slix_test::temp_dir dev;
   for (const char* name : {"sdb", "vdc", "nvme3n1"}) slix_test::write_text(dev.file(name), "");
@@ -67,15 +43,11 @@ TEST(physical_drive, maps_numbers_to_devices) {
   EXPECT_EQ(partition_device_path("", "1"), "");
 }
 
-TEST(physical_drive, missing_drive_is_reported) {
+TEST(physical_drive, missing_drive_opens_nothing) {
   slix_test::temp_dir dev;
   slix_test::write_text(dev.file("sda1"), "");
-  disk_test::stderr_capture capture;
   EXPECT_EQ(open_drive_source("7", "", dev.path()), nullptr);
   EXPECT_EQ(open_drive_source("", "2", dev.path()), nullptr);
-  EXPECT_EQ(capture.text(),
-            "problems accessing physical disk #7, aborting \n"
-            "problems accessing physical disk #2, aborting \n");
 }
 
 }  // namespace
