@@ -167,7 +167,7 @@ bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entr
                        directory_index& out) {
   out.clear();
   mft_record record;
-  if (!volume.validate() || !load_mft_record(volume, entry, record)) return false;
+  if (!load_mft_record(volume, entry, record)) return false;
   entry_stores stores;
   index_pass pass{volume, make_mft_ref(entry, record_sequence), true, stores};
   bool root_done = false, alloc_done = false, collected = false;

@@ -28,11 +28,9 @@ struct volume_run {
 bool open_volume(const indx_options& options, volume_run& run) {
   uint64_t volume_offset = 0;
   if (!open_volume_source(options, run.source, volume_offset)) return false;
-  run.volume = std::make_unique<CNtfs>(*run.source, volume_offset);
+  run.volume = CNtfs::open(*run.source, volume_offset);
   return true;
 }
-
-bool volume_ready(volume_run& run) { return run.source && run.source->is_open() && run.volume && run.volume->validate(); }
 
 dir_work_item item_for_entry(CNtfs& volume, uint64_t entry, uint32_t level) {
   dir_work_item item{entry, 0, 0, "", level};
@@ -161,7 +159,7 @@ int run_volume_mode(indx_options& options, report_output& output, const std::str
     vk::print_message("prob analyzing directory %s\n", "");
     return -1;
   }
-  if (!volume_ready(run)) {
+  if (!run.volume) {
     vk::print_message("user args not valid\n");
     return -1;
   }

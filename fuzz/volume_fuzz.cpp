@@ -15,8 +15,9 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   memory_disk source(std::vector<uint8_t>(data, data + size));
-  CNtfs volume(source, 0);
-  if (!volume.validate()) return 0;
+  std::unique_ptr<CNtfs> opened = CNtfs::open(source, 0);
+  if (!opened) return 0;
+  CNtfs& volume = *opened;
   std::set<uint64_t> dirs;
   list_directories(volume, dirs);
   indx_options options;

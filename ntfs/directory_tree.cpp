@@ -117,7 +117,6 @@ class mft_scan {
 
 bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progress& progress) {
   dirs.clear();
-  if (!volume.validate()) return false;
   const uint64_t count = records_to_scan(volume);
   const uint64_t record = volume.mft_record_size();
   const uint64_t cluster = volume.cluster_size();
@@ -140,7 +139,7 @@ bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progre
       if (read) {
         const auto bytes = std::span<uint8_t>(chunk).subspan(i * record, record);
         if (fix_up_record(bytes, volume.bytes_per_sector()) == record_kind::file) scan.take(entry, bytes);
-      } else if (volume.record_position(entry) != 0 && volume.fetch_record(single, bad, entry) && !bad) {
+      } else if (volume.record_position(entry) && volume.fetch_record(single, bad, entry) && !bad) {
         scan.take(entry, single);
       }
     }

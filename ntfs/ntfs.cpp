@@ -1,8 +1,6 @@
 #include "ntfs/ntfs.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 
 #include "disk/boot_sector_format.h"
 #include "ntfs/attributes.h"
@@ -34,9 +32,6 @@ constexpr uint8_t sectors_per_cluster_exponent_form = 0x80;
 // extent of $MFT may itself lie in an extent only the previous pass mapped.
 constexpr int mft_extent_passes = 4;
 
-// The $Bitmap file; its runlist is loaded after validation.
-constexpr uint64_t bitmap_entry = 6;
-
 // A record size from its signed clusters-per-record byte: negative n means
 // 2^-n bytes, positive n means n clusters.  0 when the result is unusable.
 uint32_t record_size_from(int8_t clusters_per_record, uint32_t cluster_size, uint32_t when_zero) {
@@ -59,48 +54,56 @@ uint64_t sectors_per_cluster_from(uint8_t stored) {
 
 }  // namespace
 
-CNtfs::CNtfs(disk& source, uint64_t volume_offset) : m_disk(source), m_volume_offset(volume_offset) {}
+std::optional<ntfs_geometry> geometry_of(const NTFS_BOOT& boot) {
+  const uint32_t sector = boot.bytes_per_sector;
+  const uint64_t sectors = sectors_per_cluster_from(boot.sectors_per_cluster);
+  if (!vk::is_power_of_two(sector) || sector < min_sector_size || sector > max_sector_size) return std::nullopt;
+  if (!vk::is_power_of_two(sectors) || sectors * sector > max_cluster_size) return std::nullopt;
+  ntfs_geometry geometry;
+  geometry.bytes_per_sector = sector;
+  geometry.sectors_per_cluster = static_cast<uint32_t>(sectors);
+  geometry.cluster_size = static_cast<uint32_t>(sectors * sector);
+  geometry.total_clusters = boot.total_sectors / sectors;
+  geometry.mft_record_size =
+      record_size_from(boot.clusters_per_mft_record, geometry.cluster_size, default_mft_record_size);
+  if (geometry.mft_record_size == 0) return std::nullopt;
+  geometry.mft_cluster_per_record_fixed = boot.clusters_per_mft_record < 0
+                                              ? geometry.mft_record_size / geometry.cluster_size
+                                              : static_cast<uint32_t>(boot.clusters_per_mft_record);
+  geometry.index_record_size =
+      record_size_from(boot.clusters_per_index_record, geometry.cluster_size, default_index_record_size);
+  if (geometry.index_record_size == 0) geometry.index_record_size = default_index_record_size;
+  if (boot.mft_lcn > UINT64_MAX / geometry.cluster_size) return std::nullopt;
+  geometry.mft_file_pos = boot.mft_lcn * geometry.cluster_size;
+  return geometry;
+}
 
-bool CNtfs::validate() {
-  if (m_checked) return m_Validated;
-  m_checked = true;
-  m_Validated = false;
-  if (!m_disk.is_open()) return false;
+std::unique_ptr<CNtfs> CNtfs::open(disk& source, uint64_t volume_offset) {
+  if (!source.is_open() || volume_offset > UINT64_MAX - boot_sector_format::size) return nullptr;
   byte_array sector(boot_sector_format::size);
-  if (!read_volume(0, sector) || !parse_boot_sector(sector, m_boot) || !m_boot.oem_is_ntfs) return false;
-  if (!derive_geometry()) return false;
+  NTFS_BOOT boot;
+  if (!source.read_exact(volume_offset, sector) || !parse_boot_sector(sector, boot) || !boot.oem_is_ntfs)
+    return nullptr;
+  const std::optional<ntfs_geometry> geometry = geometry_of(boot);
+  if (!geometry) return nullptr;
+  std::unique_ptr<CNtfs> volume(new CNtfs(source, volume_offset, boot, *geometry));
   byte_array record0;
-  if (!read_first_record(record0) || !load_mft_runs(record0)) {
-    m_Validated = false;
-    return false;
-  }
-  mft_record bitmap;
-  if (load_mft_record(*this, bitmap_entry, bitmap)) {
-    m_bitmap_runs = stream_runs(bitmap.attributes, mft_format::type_data, "");
-  }
-  return true;
+  if (!volume->read_first_record(record0) || !volume->load_mft_runs(record0)) return nullptr;
+  return volume;
 }
 
-bool CNtfs::derive_geometry() {
-  const uint32_t sector = m_boot.bytes_per_sector;
-  const uint64_t sectors = sectors_per_cluster_from(m_boot.sectors_per_cluster);
-  if (!vk::is_power_of_two(sector) || sector < min_sector_size || sector > max_sector_size) return false;
-  if (!vk::is_power_of_two(sectors) || sectors * sector > max_cluster_size) return false;
-  m_bytes_per_sector = sector;
-  m_sectors_per_cluster = static_cast<uint32_t>(sectors);
-  m_cluster_size = static_cast<uint32_t>(sectors * sector);
-  m_total_clusters = m_boot.total_sectors / sectors;
-  m_mft_record_size = record_size_from(m_boot.clusters_per_mft_record, m_cluster_size, default_mft_record_size);
-  if (m_mft_record_size == 0) return false;
-  m_mft_cluster_per_record_fixed = m_boot.clusters_per_mft_record < 0
-                                       ? m_mft_record_size / m_cluster_size
-                                       : static_cast<uint32_t>(m_boot.clusters_per_mft_record);
-  m_index_record_size = record_size_from(m_boot.clusters_per_index_record, m_cluster_size, default_index_record_size);
-  if (m_index_record_size == 0) m_index_record_size = default_index_record_size;
-  if (m_boot.mft_lcn > UINT64_MAX / m_cluster_size) return false;
-  m_mft_file_pos = m_boot.mft_lcn * m_cluster_size;
-  return true;
-}
+CNtfs::CNtfs(disk& source, uint64_t volume_offset, const NTFS_BOOT& boot, const ntfs_geometry& geometry)
+    : m_disk(source),
+      m_volume_offset(volume_offset),
+      m_boot(boot),
+      m_bytes_per_sector(geometry.bytes_per_sector),
+      m_cluster_size(geometry.cluster_size),
+      m_sectors_per_cluster(geometry.sectors_per_cluster),
+      m_total_clusters(geometry.total_clusters),
+      m_mft_record_size(geometry.mft_record_size),
+      m_mft_cluster_per_record_fixed(geometry.mft_cluster_per_record_fixed),
+      m_mft_file_pos(geometry.mft_file_pos),
+      m_index_record_size(geometry.index_record_size) {}
 
 // Record 0 describes $MFT itself.  A record whose word count implies a
 // larger size than the boot sector gives (a 4096-byte record on a volume
@@ -125,49 +128,26 @@ bool CNtfs::load_mft_runs(const byte_array& record0) {
     m_mft_data_size = data->data_size();
   }
   if (m_mft_runs.empty()) return false;
-  // Extension records are fetched through the runs known so far.
-  m_Validated = true;
-  if (find_attribute(attributes, mft_format::type_attribute_list, "") != nullptr) {
-    for (int pass = 0; pass < mft_extent_passes; ++pass) {
-      mft_record mft;
-      if (!load_mft_record(*this, 0, mft)) break;
-      data_run_list runs = stream_runs(mft.attributes, mft_format::type_data, "");
-      if (::total_clusters(runs) <= ::total_clusters(m_mft_runs)) break;
-      m_mft_runs = std::move(runs);
-    }
-  }
+  if (find_attribute(attributes, mft_format::type_attribute_list, "") != nullptr) follow_mft_attribute_list();
   const uint32_t stride = read_record_header(record0).bytes_allocated;
-  const uint64_t clusters = ::total_clusters(m_mft_runs);
-  const uint64_t bytes = clusters > UINT64_MAX / m_cluster_size ? UINT64_MAX : clusters * m_cluster_size;
+  const uint64_t bytes = vk::saturating_mul(::total_clusters(m_mft_runs), m_cluster_size);
   const uint64_t source_bytes = m_disk.size() > m_volume_offset ? m_disk.size() - m_volume_offset : 0;
   m_mft_record_count = stride == 0 ? 0 : std::min(bytes / stride, source_bytes / m_mft_record_size);
   return true;
 }
 
-void CNtfs::require_validated(const char* function) const {
-  if (m_Validated) return;
-  std::fprintf(stderr, "assertion failed: %s (%s): volume not validated\n", function, __FILE__);
-  std::abort();
-}
-
-const data_run_list& CNtfs::mft_runs() const {
-  require_validated(__PRETTY_FUNCTION__);
-  return m_mft_runs;
-}
-
-const data_run_list& CNtfs::bitmap_runs() const {
-  require_validated(__PRETTY_FUNCTION__);
-  return m_bitmap_runs;
-}
-
-uint64_t CNtfs::mft_record_count() const {
-  require_validated(__PRETTY_FUNCTION__);
-  return m_mft_record_count;
-}
-
-uint64_t CNtfs::mft_data_size() const {
-  require_validated(__PRETTY_FUNCTION__);
-  return m_mft_data_size;
+// A fragmented $MFT keeps the runs of its later extents in extension
+// records, which are themselves fetched through the runs known so far; an
+// extension record holding a later extent may lie in an extent only the
+// previous pass mapped.
+void CNtfs::follow_mft_attribute_list() {
+  for (int pass = 0; pass < mft_extent_passes; ++pass) {
+    mft_record mft;
+    if (!load_mft_record(*this, 0, mft)) return;
+    data_run_list runs = stream_runs(mft.attributes, mft_format::type_data, "");
+    if (::total_clusters(runs) <= ::total_clusters(m_mft_runs)) return;
+    m_mft_runs = std::move(runs);
+  }
 }
 
 uint64_t CNtfs::volume_bytes() const {
@@ -176,20 +156,19 @@ uint64_t CNtfs::volume_bytes() const {
                                                                                 : sectors * m_bytes_per_sector;
 }
 
-uint64_t CNtfs::record_position(uint64_t entry) const {
-  if (m_cluster_size == 0 || entry > UINT64_MAX / m_mft_record_size) return 0;
+std::optional<uint64_t> CNtfs::record_position(uint64_t entry) const {
+  if (entry > UINT64_MAX / m_mft_record_size) return std::nullopt;
   const uint64_t byte = entry * m_mft_record_size;
   const uint64_t vcn = byte / m_cluster_size;
   const auto where = locate_vcn(m_mft_runs, vcn, m_cluster_size);
-  if (!where || where->sparse) return 0;
+  if (!where || where->sparse) return std::nullopt;
   return (byte - vcn * m_cluster_size) + where->position;
 }
 
 bool CNtfs::fetch_record(byte_array& buffer, bool& bad, uint64_t entry) {
   bad = false;
-  if (!validate()) return false;
   buffer.assign(m_mft_record_size, 0);
-  if (!read_volume(record_position(entry), buffer)) return false;
+  if (!read_volume(record_position(entry).value_or(0), buffer)) return false;
   switch (fix_up_record(buffer, m_bytes_per_sector)) {
     case record_kind::file:
     case record_kind::indx:
@@ -210,7 +189,6 @@ bool CNtfs::read_volume(uint64_t position, std::span<uint8_t> buffer) {
 }
 
 uint64_t CNtfs::cluster_limit() const {
-  if (m_cluster_size == 0) return 0;
   const uint64_t source_bytes = m_disk.size() > m_volume_offset ? m_disk.size() - m_volume_offset : 0;
   const uint64_t source_clusters = source_bytes / m_cluster_size;
   return m_total_clusters == 0 ? source_clusters : std::min(m_total_clusters, source_clusters);

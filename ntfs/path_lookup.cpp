@@ -180,7 +180,7 @@ bool walk_segments(const lookup& at, walk_state& walk) {
 
 bool entry_of_path(CNtfs& volume, const std::string& path, const children_reader& read_children, uint64_t& entry,
                    uint16_t& seq) {
-  if (path.empty() || !volume.validate()) return false;
+  if (path.empty()) return false;
   vk::log_line("anal: %s", path.c_str());
   const char separator = path.find('/') != std::string::npos ? '/' : '\\';
   const bool rooted = !path.empty() && path[0] == separator;

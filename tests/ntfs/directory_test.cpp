@@ -49,7 +49,9 @@ volume small_tree() {
 
 TEST(DirectoryIndex, RootEntriesIndexTheRootBuffer) {
   memory_disk source(small_tree().bytes);
-  CNtfs ntfs(source, 0);
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   directory_index index;
   ASSERT_TRUE(analyse_directory(ntfs, indx_options{}, 5, 5, index));
   EXPECT_TRUE(index.alloc.empty());
@@ -78,8 +80,9 @@ volume allocation_tree() {
 
 TEST(DirectoryIndex, AllocationIsReadInChunksOf32Clusters) {
   probe_disk source(allocation_tree().bytes);
-  CNtfs ntfs(source, 0);
-  ASSERT_TRUE(ntfs.validate());
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   source.reads.clear();
   directory_index index;
   ASSERT_TRUE(analyse_directory(ntfs, indx_options{}, 40, 1, index));
@@ -99,7 +102,9 @@ TEST(DirectoryIndex, UnreadableChunkKeepsLaterPositions) {
   probe_disk source(allocation_tree().bytes);
   source.fail_begin = 110 * 4096;
   source.fail_end = 111 * 4096;
-  CNtfs ntfs(source, 0);
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   directory_index index;
   ASSERT_TRUE(analyse_directory(ntfs, indx_options{}, 40, 1, index));
   ASSERT_EQ(index.report.by_time.size(), 1u);
@@ -112,7 +117,9 @@ TEST(DirectoryIndex, RawDumpsAndTheEmptyOneRemoved) {
   probe_disk source(allocation_tree().bytes);
   source.fail_begin = 100 * 4096;
   source.fail_end = 140 * 4096;
-  CNtfs ntfs(source, 0);
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   indx_options options;
   options.raw_dump = true;
   options.dump_base_name = dir.path() + "/c:\\my dir,x";
@@ -126,7 +133,9 @@ TEST(DirectoryIndex, RawDumpsAndTheEmptyOneRemoved) {
   EXPECT_EQ(slix_test::read_file(dir.path() + "/c..my_dir.x.indx.root.bin"), index.root);
   // A readable allocation is dumped as parsed: records fixed up.
   probe_disk readable(allocation_tree().bytes);
-  CNtfs whole(readable, 0);
+  std::unique_ptr<CNtfs> whole_volume = CNtfs::open(readable, 0);
+  ASSERT_TRUE(whole_volume);
+  CNtfs& whole = *whole_volume;
   analyse_directory(whole, options, 40, 1, index);
   EXPECT_EQ(slix_test::read_file(alloc_name), index.alloc);
 }
@@ -138,7 +147,9 @@ TEST(DirectoryTree, PathsAndBrokenChains) {
   vol.set_record(22, directory_record(make_mft_ref(23, 1), "loop a", {}));
   vol.set_record(23, directory_record(make_mft_ref(22, 1), "loop b", {}));
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   uint16_t ref_seq = 0, rec_seq = 0;
   const std::pair<uint64_t, std::string> cases[] = {
       {5, "\\"},
@@ -158,7 +169,9 @@ TEST(DirectoryTree, PathsAndBrokenChains) {
 TEST(PathLookup, ResolvesSegmentsFromTheRoot) {
   volume vol = small_tree();
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   const std::pair<const char*, uint64_t> found[] = {
       {"\\", 5},         {"c:\\", 5},           {"c:\\docs", 30},      {"\\DOCS:stream", 30},
       {"docs/\xC3\xA9t\xC3\xA9", 31}, {"\\Docs\\..\\Docs\\.\\", 30}};
@@ -187,7 +200,9 @@ TEST(PathLookup, LinkLoopsEnd) {
                                   resident(0x90, "$I30", index_root_value({})), resident(0xC0, "", reparse)},
                                  1, 3));
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   uint64_t entry = 0;
   uint16_t seq = 0;
   EXPECT_FALSE(entry_of_path(ntfs, "\\loo\\x", children_of_directories(ntfs), entry, seq));

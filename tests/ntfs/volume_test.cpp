@@ -26,14 +26,7 @@ TEST_P(HostileBootSector, IsRefusedWithoutHarm) {
   volume vol;
   put(vol.bytes, GetParam().off, GetParam().value, GetParam().width);
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
-  EXPECT_FALSE(ntfs.validate());
-  EXPECT_FALSE(ntfs.validate());
-  byte_array record;
-  bool bad = false;
-  EXPECT_FALSE(ntfs.fetch_record(record, bad, 0));
-  std::set<uint64_t> dirs;
-  EXPECT_FALSE(list_directories(ntfs, dirs));
+  EXPECT_EQ(CNtfs::open(source, 0), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -50,8 +43,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Volume, GeometryFromTheBootSector) {
   volume vol;
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
-  ASSERT_TRUE(ntfs.validate());
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   EXPECT_EQ(ntfs.cluster_size(), 4096u);
   EXPECT_EQ(ntfs.sectors_per_cluster(), 8u);
   EXPECT_EQ(ntfs.bytes_per_sector(), 512u);
@@ -62,11 +56,12 @@ TEST(Volume, GeometryFromTheBootSector) {
   EXPECT_EQ(ntfs.mft_file_pos(), 4u * 4096);
   EXPECT_EQ(ntfs.mft_record_count(), 32u);
   EXPECT_EQ(ntfs.record_position(3), 4u * 4096 + 3 * 1024);
-  EXPECT_EQ(ntfs.record_position(32), 0u);  // past the runlist
+  EXPECT_FALSE(ntfs.record_position(32));  // past the runlist
   put(vol.bytes, 64, 0, 1);  // no clusters-per-record: 1024-byte records
   memory_disk zero_source(vol.bytes);
-  CNtfs zero(zero_source, 0);
-  ASSERT_TRUE(zero.validate());
+  std::unique_ptr<CNtfs> zero_volume = CNtfs::open(zero_source, 0);
+  ASSERT_TRUE(zero_volume);
+  CNtfs& zero = *zero_volume;
   EXPECT_EQ(zero.mft_record_size(), 1024u);
 }
 
@@ -74,10 +69,13 @@ TEST(Volume, LargeClustersUseTheExponentForm) {
   volume vol;
   put(vol.bytes, 13, 0xF4, 1);  // 2^12 sectors: 2 MiB clusters, $MFT then lies past this small image
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
-  EXPECT_FALSE(ntfs.validate());
-  EXPECT_EQ(ntfs.cluster_size(), 2u * 1024 * 1024);
-  EXPECT_EQ(ntfs.sectors_per_cluster(), 4096u);
+  EXPECT_EQ(CNtfs::open(source, 0), nullptr);
+  NTFS_BOOT boot;
+  ASSERT_TRUE(parse_boot_sector(std::span(vol.bytes).first(512), boot));
+  const std::optional<ntfs_geometry> geometry = geometry_of(boot);
+  ASSERT_TRUE(geometry);
+  EXPECT_EQ(geometry->cluster_size, 2u * 1024 * 1024);
+  EXPECT_EQ(geometry->sectors_per_cluster, 4096u);
 }
 
 TEST(Volume, RecordZeroOf4096BytesWinsOverTheBootSector) {
@@ -85,8 +83,9 @@ TEST(Volume, RecordZeroOf4096BytesWinsOverTheBootSector) {
   vol.place(4 * 4096, file_record({non_resident(0x80, "", mapping_pairs({{8, 4}}), 0, 8 * 4096)}, 1, 1, 4096));
   vol.place(4 * 4096 + 2 * 4096, file_record({}, 9, 1, 4096));
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
-  ASSERT_TRUE(ntfs.validate());
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   EXPECT_EQ(ntfs.mft_record_size(), 4096u);
   EXPECT_EQ(ntfs.mft_record_count(), 8u);
   byte_array record;
@@ -104,7 +103,9 @@ TEST(Volume, FetchOutcomes) {
   put(old_layout, 4, 0x2A, 2);
   vol.set_record(2, old_layout);
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   byte_array record;
   bool bad = false;
   ASSERT_TRUE(ntfs.fetch_record(record, bad, 1));
@@ -137,8 +138,9 @@ TEST(Volume, FragmentedMftThroughItsAttributeList) {
   vol.set_record(15, file_record({non_resident(0x80, "", mapping_pairs({{4, 100}}), 4, 0)}, 1, 1, 1024, 0));
   vol.place(100 * 4096 + 4 * 1024, file_record({}, 77));
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
-  ASSERT_TRUE(ntfs.validate());
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   EXPECT_EQ(ntfs.mft_runs().size(), 2u);
   EXPECT_EQ(ntfs.mft_record_count(), 32u);
   byte_array record;
@@ -159,7 +161,9 @@ TEST(Volume, AttributeListNamingItselfOrNoRecord) {
   put(list, 80, make_mft_ref(4000, 1), 8);  // past the runlist
   vol.set_record(8, file_record({resident(0x20, "", list), resident(0x80, "", {1, 2, 3})}));
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   mft_record record;
   ASSERT_TRUE(load_mft_record(ntfs, 8, record));
   EXPECT_EQ(record.attributes.size(), 2u);
@@ -173,8 +177,9 @@ TEST(Volume, RunlistsClaimingHugeClusterCountsAreCapped) {
                                  non_resident(0xA0, "$I30", pairs, 0, 0)},
                                 5, 3));
   memory_disk source(vol.bytes);
-  CNtfs ntfs(source, 0);
-  ASSERT_TRUE(ntfs.validate());
+  std::unique_ptr<CNtfs> ntfs_volume = CNtfs::open(source, 0);
+  ASSERT_TRUE(ntfs_volume);
+  CNtfs& ntfs = *ntfs_volume;
   EXPECT_EQ(ntfs.mft_record_count(), vol.bytes.size() / 1024);
   std::set<uint64_t> dirs;
   ASSERT_TRUE(list_directories(ntfs, dirs));
