@@ -17,28 +17,6 @@ constexpr uint64_t max_attribute_list_bytes = 256 * 1024;
 
 namespace msf = multi_sector_format;
 
-// The value of an attribute list.  A non-resident list is read cluster by
-// cluster, and a failed read ends it there, so a damaged tail still leaves
-// the entries before it.
-byte_array attribute_list_value(CNtfs& volume, const mft_attribute& list) {
-  if (!list.non_resident) {
-    const auto value = list.resident_value();
-    return byte_array(value.begin(), value.end());
-  }
-  data_run_list runs;
-  decode_mapping_pairs(list.bytes, list.type, runs);
-  const uint64_t cluster = volume.cluster_size();
-  const uint64_t clusters = std::min(total_clusters(runs), (max_attribute_list_bytes + cluster - 1) / cluster);
-  byte_array value(clusters * cluster);
-  uint64_t read = 0;
-  while (read < clusters &&
-         read_stream_clusters(volume, runs, read, 1, std::span<uint8_t>(value).subspan(read * cluster, cluster))) {
-    ++read;
-  }
-  value.resize(read * cluster);
-  return value;
-}
-
 // The extension record an attribute list entry names, fetched once for a run
 // of entries naming the same record (the list groups them).
 class extension_records {
@@ -161,7 +139,7 @@ bool load_mft_record(CNtfs& volume, uint64_t entry, mft_record& out) {
   out.attributes = copy_attributes(buffer, entry);
   std::vector<byte_array> lists;
   for (const mft_attribute& attr : out.attributes) {
-    if (attr.type == mft_format::type_attribute_list) lists.push_back(attribute_list_value(volume, attr));
+    if (attr.type == mft_format::type_attribute_list) lists.push_back(attribute_value(volume, attr, max_attribute_list_bytes));
   }
   for (const byte_array& list : lists) resolve_attribute_list(volume, entry, list, out.attributes);
   return true;

@@ -88,21 +88,6 @@ const directory_child* find_child(const std::vector<directory_child>& children, 
   return folded_match;
 }
 
-// The reparse data of a record, resident or not.
-byte_array reparse_value(CNtfs& volume, const mft_attribute& attribute) {
-  if (!attribute.non_resident) {
-    const auto value = attribute.resident_value();
-    return byte_array(value.begin(), value.end());
-  }
-  data_run_list runs;
-  decode_mapping_pairs(attribute.bytes, attribute.type, runs);
-  const uint64_t cluster = volume.cluster_size();
-  const uint64_t clusters = std::min(total_clusters(runs), (max_reparse_bytes + cluster - 1) / cluster);
-  byte_array value(clusters * cluster);
-  if (!read_stream_clusters(volume, runs, 0, clusters, value)) value.clear();
-  return value;
-}
-
 // The walk state: the directories descended through (the root first) and
 // the names that led to each.
 struct walk_state {
@@ -144,7 +129,7 @@ step_result take_segment(const lookup& at, walk_state& walk, const std::string& 
   }
   link_target target;
   const mft_attribute* reparse = find_attribute(record.attributes, mft_format::type_reparse_point, "");
-  if (reparse != nullptr && read_link_target(reparse_value(volume, *reparse), target)) {
+  if (reparse != nullptr && read_link_target(attribute_value(volume, *reparse, max_reparse_bytes), target)) {
     restart_at_link(walk, target);
     return step_result::restarted;
   }
