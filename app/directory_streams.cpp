@@ -81,6 +81,11 @@ class raw_dump {
   size_t m_written = 0;
 };
 
+// Offsets of the root count from its node header, those of the allocation
+// from the stream's first byte.
+constexpr source_offset root_node_start{offset_frame::index_root_node, 0};
+constexpr source_offset stream_start{offset_frame::allocation_stream, 0};
+
 // What one pass over a directory's index streams needs.
 struct index_pass {
   CNtfs& volume;
@@ -121,7 +126,7 @@ void parse_allocation(index_pass& pass, const data_run_list& runs, byte_array& a
     const vk::le_reader bytes(chunk);
     for (uint64_t p = 0; record <= chunk.size() - p; p += record) {
       const vk::le_reader node = bytes.sub(p + indx_format::rec_node_header, record - indx_format::rec_node_header);
-      parse_index_node(pass.stores, pass.directory_ref, node, base + p + indx_format::rec_node_header,
+      parse_index_node(pass.stores, pass.directory_ref, node, stream_start + (base + p + indx_format::rec_node_header),
                        pass.carve_slack);
     }
   }
@@ -139,7 +144,7 @@ bool parse_root(index_pass& pass, const mft_attribute& attribute, byte_array& ro
   }
   root.assign(attribute.bytes.begin() + static_cast<ptrdiff_t>(node_start), attribute.bytes.end());
   dump.append(root);
-  parse_index_node(pass.stores, pass.directory_ref, vk::le_reader(root), 0, pass.carve_slack);
+  parse_index_node(pass.stores, pass.directory_ref, vk::le_reader(root), root_node_start, pass.carve_slack);
   return true;
 }
 

@@ -40,7 +40,7 @@ int run_indx_file(const std::string& file_name, const indx_options& options, ent
     return -1;
   }
   writer.set_directory("");
-  write_selected_entries(report, options, writer, block, block);
+  write_selected_entries(report, options, writer, source_buffers{.indx_file = block});
   return 0;
 }
 

@@ -9,21 +9,28 @@ namespace {
 
 template <typename Collection>
 void write_collection(const Collection& entries, const indx_options& options, entry_writer& writer,
-                      std::span<const uint8_t> root_buffer, std::span<const uint8_t> alloc_buffer) {
+                      const source_buffers& buffers) {
   for (const auto& [key, entry] : entries) {
-    if (!entry_selected(options, entry)) continue;
-    const bool from_root = entry.attr_type == mft_format::type_index_root;
-    writer.write(entry, from_root ? root_buffer : alloc_buffer);
+    if (entry_selected(options, entry)) writer.write(entry, buffers.of(entry.offset.frame));
   }
 }
 
 }  // namespace
 
+std::span<const uint8_t> source_buffers::of(offset_frame frame) const {
+  switch (frame) {
+    case offset_frame::indx_file: return indx_file;
+    case offset_frame::index_root_node: return index_root_node;
+    case offset_frame::allocation_stream: return allocation_stream;
+  }
+  return {};
+}
+
 void write_selected_entries(const entry_report& report, const indx_options& options, entry_writer& writer,
-                            std::span<const uint8_t> root_buffer, std::span<const uint8_t> alloc_buffer) {
+                            const source_buffers& buffers) {
   if (options.nodups) {
-    write_collection(report.dedup, options, writer, root_buffer, alloc_buffer);
+    write_collection(report.dedup, options, writer, buffers);
   } else {
-    write_collection(report.by_time, options, writer, root_buffer, alloc_buffer);
+    write_collection(report.by_time, options, writer, buffers);
   }
 }

@@ -11,7 +11,15 @@
 // entries only; otherwise valid set writes valid entries only; neither, all.
 bool entry_selected(const indx_options& options, const indx_entry& entry);
 
+// The buffers the entries' offsets index, one per offset frame.
+struct source_buffers {
+  std::span<const uint8_t> indx_file = {};
+  std::span<const uint8_t> index_root_node = {};
+  std::span<const uint8_t> allocation_stream = {};
+  std::span<const uint8_t> of(offset_frame frame) const;
+};
+
 // Writes the selected entries of the report list, or of the de-duplicated
 // set with -nodups, each with the raw buffer its offset indexes into.
 void write_selected_entries(const entry_report& report, const indx_options& options, entry_writer& writer,
-                            std::span<const uint8_t> root_buffer, std::span<const uint8_t> alloc_buffer);
+                            const source_buffers& buffers);

@@ -116,7 +116,8 @@ void run_directory_loop(volume_run& run, indx_options& options, entry_writer& wr
     if (!analyse_item(run, options, *item)) continue;
     if (item->level < options.level) queue_children(run, *item);
     writer.set_directory(item->path);
-    write_selected_entries(run.index.report, options, writer, run.index.root, run.index.alloc);
+    write_selected_entries(run.index.report, options, writer,
+                           source_buffers{.index_root_node = run.index.root, .allocation_stream = run.index.alloc});
   }
 }
 

@@ -7,7 +7,6 @@
 #include "disk/partition_types.h"
 #include "support/checked_math.h"
 #include "support/le_reader.h"
-#include "support/vk_string.h"
 
 namespace pf = partition_format;
 
@@ -19,44 +18,25 @@ namespace {
 // bounded by the disk's size and never an allocation it dictates.
 constexpr uint64_t entry_read_chunk = 1 << 20;
 
-constexpr size_t gpt_name_units = pf::gpt_name_size / 2;
-
 partition_record gpt_fixed_row(uint64_t start, uint64_t count, uint32_t sector_size, row_kind kind) {
   return make_row(start, count, partition_type_gpt, sector_size, kind);
 }
 
-void copy_guid(const vk::le_reader& entry, size_t off, std::array<uint8_t, 16>& guid) {
-  for (size_t i = 0; i < guid.size(); ++i) guid[i] = entry.u8(off + i);
-}
-
-bool is_unused(const std::array<uint8_t, 16>& type_guid) {
-  return std::all_of(type_guid.begin(), type_guid.end(), [](uint8_t b) { return b == 0; });
-}
-
-std::u16string read_entry_name(const vk::le_reader& entry) {
-  std::u16string name;
-  for (size_t i = 0; i < gpt_name_units; ++i) {
-    const uint16_t unit = entry.u16(pf::gpt_name + 2 * i);
-    if (unit == 0) break;
-    name.push_back(static_cast<char16_t>(unit));
-  }
-  return name;
+// An entry whose type GUID is all zero is unused.
+bool is_unused(const vk::le_reader& entry) {
+  const vk::le_reader guid = entry.sub(pf::gpt_type_guid, pf::gpt_guid_size);
+  const auto bytes = guid.bytes();
+  return std::all_of(bytes.begin(), bytes.end(), [](uint8_t b) { return b == 0; });
 }
 
 partition_record gpt_entry_row(const vk::le_reader& entry, uint32_t sector_size) {
   partition_record row = gpt_fixed_row(0, 0, sector_size, row_kind::gpt_partition);
-  copy_guid(entry, pf::gpt_type_guid, row.type_guid);
-  copy_guid(entry, pf::gpt_unique_guid, row.unique_guid);
   const uint64_t first = entry.u64(pf::gpt_first_lba);
   const uint64_t last = entry.u64(pf::gpt_last_lba);
   row.start_sector = first;
   // An inverted range is listed as an empty partition; a full one saturates.
   const uint64_t span = last - first;
   row.sector_count = last < first ? 0 : (span == UINT64_MAX ? span : span + 1);
-  row.attributes = entry.u64(pf::gpt_attributes);
-  row.gpt_name = read_entry_name(entry);
-  const vk::le_reader name_bytes = entry.sub(pf::gpt_name, pf::gpt_name_size);
-  row.label = vk::utf16le_to_utf8(name_bytes.bytes(), row.gpt_name.size());
   return row;
 }
 
@@ -64,9 +44,7 @@ void take_used_entries(const vk::le_reader& entries, uint64_t entry_size, uint32
                        partition_list& rows) {
   for (uint64_t at = 0; entries.has(at, entry_size); at += entry_size) {
     const vk::le_reader entry = entries.sub(at, entry_size);
-    std::array<uint8_t, 16> type_guid{};
-    copy_guid(entry, pf::gpt_type_guid, type_guid);
-    if (!is_unused(type_guid)) rows.push_back(gpt_entry_row(entry, sector_size));
+    if (!is_unused(entry)) rows.push_back(gpt_entry_row(entry, sector_size));
   }
 }
 

@@ -43,14 +43,10 @@ constexpr size_t gpt_header_probe = 32768;  // bytes read at 0 to find the secto
 
 // GPT partition entry, offsets from the start of the entry.
 constexpr size_t gpt_type_guid = 0;  // 16 bytes, all zero for an unused entry
-constexpr size_t gpt_unique_guid = 16;  // 16 bytes
+constexpr size_t gpt_guid_size = 16;
 constexpr size_t gpt_first_lba = 32;  // u64
 constexpr size_t gpt_last_lba = 40;  // u64, inclusive
-constexpr size_t gpt_attributes = 48;  // u64
-constexpr size_t gpt_name = 56;  // UTF-16LE, 72 bytes, NUL-padded
-constexpr size_t gpt_name_size = 72;
-constexpr size_t gpt_guid_size = 16;
-constexpr size_t gpt_min_entry_size = gpt_name + gpt_name_size;  // 128
+constexpr size_t gpt_min_entry_size = 128;  // through the 72-byte name at 56
 
 // The fixed rows that stand for the GPT's own structures, in sectors.
 constexpr uint64_t gpt_entries_row_start = 2;

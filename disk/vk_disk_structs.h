@@ -23,11 +23,6 @@ struct partition_record {
   uint16_t type = 0;
   uint32_t sector_size = 512;
   row_kind kind = row_kind::primary;
-  std::string label;  // the GPT entry name as UTF-8
-  std::array<uint8_t, 16> type_guid{};
-  std::array<uint8_t, 16> unique_guid{};
-  uint64_t attributes = 0;
-  std::u16string gpt_name;  // up to 36 UTF-16 units, without the NUL padding
 
   // Byte offsets on the disk, saturated at the top of the 64-bit range so
   // that a hostile LBA can never wrap round to a small offset.

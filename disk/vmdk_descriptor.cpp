@@ -74,8 +74,6 @@ void parse_key_line(std::string_view line, vmdk_descriptor& out) {
   if (key == "cid") out.cid = vk::to_lower(value);
   else if (key == "parentcid") out.parent_cid = vk::to_lower(value);
   else if (key == "parentfilenamehint") out.parent_hint = value;
-  else if (key == "createtype") out.create_type = value;
-  else if (key == "encoding") out.encoding = value;
 }
 
 }  // namespace

@@ -25,8 +25,6 @@ struct vmdk_descriptor {
   std::string cid;  // lower case
   std::string parent_cid = std::string(vmdk_no_parent_cid);  // lower case
   std::string parent_hint;  // parentFileNameHint, for messages only
-  std::string create_type;
-  std::string encoding;
   std::vector<vmdk_extent_line> extents;
 };
 

@@ -30,7 +30,7 @@ void write_all_layouts(const entry_report& report, std::span<const uint8_t> bloc
     build_time_format_spec(options.time_spec, options.date_format, options.time_format, options.pair_datetime);
     vk::output_sink out(vk::unique_fd(::open("/dev/null", O_WRONLY | O_CLOEXEC)));
     entry_writer writer(options, out);
-    write_selected_entries(report, options, writer, block, block);
+    write_selected_entries(report, options, writer, source_buffers{.indx_file = block});
   }
 }
 

@@ -33,8 +33,8 @@ bool analyse_indx_block(std::span<uint8_t> block, uint64_t parent_entry, uint64_
       parent_entry = mft_entry_of(stores.valid.begin()->second.parent_ref());
     const vk::le_reader node =
         vk::le_reader(record).sub(indx_format::rec_node_header, indx_format::node_limit_in_record);
-    const uint64_t base_offset = k * indx_format::record_size + indx_format::rec_node_header;
-    if (!parse_index_node(stores, make_mft_ref(parent_entry, 0), node, base_offset, true)) break;
+    const source_offset node_offset{offset_frame::indx_file, k * indx_format::record_size + indx_format::rec_node_header};
+    if (!parse_index_node(stores, make_mft_ref(parent_entry, 0), node, node_offset, true)) break;
   }
   return merge_entries(report, stores, mft_format::type_index_allocation, max_plausible_entry);
 }

@@ -14,6 +14,19 @@
 
 namespace fnf = file_name_format;
 
+// What an entry's offset counts from.  Each frame is also the buffer the
+// offset indexes (for -hexdump): a file of INDX records read whole, from its
+// first byte; the index root's node, from its node header; a directory's
+// $INDEX_ALLOCATION stream as read, from its first byte.
+enum class offset_frame : uint8_t { indx_file, index_root_node, allocation_stream };
+
+struct source_offset {
+  offset_frame frame = offset_frame::indx_file;
+  uint64_t bytes = 0;
+};
+
+constexpr source_offset operator+(source_offset base, uint64_t more) { return {base.frame, base.bytes + more}; }
+
 struct indx_entry {
   mft_ref file_ref = 0;
   // Entry length, key length, entry flags and reserved word, as stored.
@@ -22,8 +35,8 @@ struct indx_entry {
   std::array<uint8_t, indx_format::key_stored_size> key{};
   std::string name;
   bool is_valid = false;
-  // Byte offset of the entry from the start of the source being parsed.
-  uint64_t offset = 0;
+  // Where the entry starts in the source it was parsed from.
+  source_offset offset;
   // 82 + 2 x name length: the span reported and used for overlap tests.
   uint32_t size = 0;
   // 0x90 for an entry of the index root, 0xA0 for an INDX record.

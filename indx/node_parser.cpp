@@ -40,7 +40,7 @@ mft_ref complete_directory_ref(mft_ref known, mft_ref first_parent) {
   return make_mft_ref(entry, sequence);
 }
 
-indx_entry decode_valid_entry(const vk::le_reader& entry, uint64_t offset) {
+indx_entry decode_valid_entry(const vk::le_reader& entry, source_offset offset) {
   indx_entry decoded = decode_entry_fields(entry);
   decoded.is_valid = true;
   decoded.offset = offset;
@@ -51,7 +51,7 @@ indx_entry decode_valid_entry(const vk::le_reader& entry, uint64_t offset) {
 
 // Walks the live entries from node offset `first` on, storing each one.
 walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node, size_t first,
-                               uint64_t base_offset) {
+                               source_offset node_offset) {
   walk_result walk{first, directory_ref};
   int64_t remaining = node.u32(indx_format::node_used_size);
   bool first_entry = true;
@@ -66,7 +66,7 @@ walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, cons
     if (!entry.ok() || !entry.has(0, indx_format::entry_span(units))) break;
     if (length > max_entry_length || key_length > max_key_length || file_ref == 0 || is_last_entry(flags)) break;
     remaining -= length;
-    indx_entry decoded = decode_valid_entry(entry, base_offset + walk.stop);
+    indx_entry decoded = decode_valid_entry(entry, node_offset + walk.stop);
     if (first_entry) walk.directory_ref = complete_directory_ref(directory_ref, decoded.parent_ref());
     first_entry = false;
     stores.valid.emplace(valid_store_key(decoded.parent_ref(), decoded.name), std::move(decoded));
@@ -81,7 +81,7 @@ walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, cons
 
 }  // namespace
 
-bool parse_index_node(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node_view, uint64_t base_offset,
+bool parse_index_node(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node_view, source_offset node_offset,
                       bool carve_slack) {
   // A reader of our own, so failed reads past the node never mark the caller's.
   const vk::le_reader node(node_view.bytes());
@@ -90,8 +90,8 @@ bool parse_index_node(entry_stores& stores, mft_ref directory_ref, const vk::le_
   const int64_t first = node.i32(indx_format::node_entries_offset);
   const size_t limit = node.size();
   if (first < 0 || static_cast<uint64_t>(first) > limit) return false;
-  const walk_result walk = walk_valid_entries(stores, directory_ref, node, static_cast<size_t>(first), base_offset);
+  const walk_result walk = walk_valid_entries(stores, directory_ref, node, static_cast<size_t>(first), node_offset);
   if (!carve_slack || walk.stop < 1 || walk.stop >= limit) return true;
-  carve_node_slack(stores, walk.directory_ref, node.from(walk.stop), base_offset + walk.stop);
+  carve_node_slack(stores, walk.directory_ref, node.from(walk.stop), node_offset + walk.stop);
   return true;
 }

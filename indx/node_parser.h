@@ -11,9 +11,9 @@
 // `node` starts at the index node header and ends at the node's limit (the
 // end of the record, or of the index root value).  `directory_ref` is the
 // directory's own reference, 0 when unknown (it is then learned from the
-// first valid entry).  `base_offset` is the position of the node header in
-// the source, added to every entry's reported offset.  Returns false when the
+// first valid entry).  `node_offset` is the position of the node header in
+// its source, to which every entry's offset is added.  Returns false when the
 // node is unusable (its entries offset lies outside the node); record loops
 // stop there.
 bool parse_index_node(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node,
-                      uint64_t base_offset, bool carve_slack);
+                      source_offset node_offset, bool carve_slack);

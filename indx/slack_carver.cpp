@@ -124,7 +124,7 @@ void find_timestamp_candidates(std::set<uint64_t>& candidates, const vk::le_read
 
 // Turns candidate q into a slack entry; nothing when the entry does not fit
 // in the slack or its name is blank.
-std::optional<indx_entry> carve_entry(const vk::le_reader& slack, uint64_t q, uint64_t slack_base_offset) {
+std::optional<indx_entry> carve_entry(const vk::le_reader& slack, uint64_t q, source_offset slack_offset) {
   const uint64_t m = slack.size();
   if (q > m || m - q < min_emitted_room) return std::nullopt;
   const vk::le_reader at = slack.from(q);
@@ -132,7 +132,7 @@ std::optional<indx_entry> carve_entry(const vk::le_reader& slack, uint64_t q, ui
   if (fmt::entry_span(units) > m - q) return std::nullopt;
   indx_entry carved = decode_entry_fields(at);
   carved.is_valid = false;
-  carved.offset = slack_base_offset + q;
+  carved.offset = slack_offset + q;
   carved.name = vk::trim(decode_entry_name(at, units), name_trim_chars);
   if (carved.name.empty()) return std::nullopt;
   return carved;
@@ -165,13 +165,13 @@ bool insert_candidate(std::set<uint64_t>& candidates, uint64_t q) {
 }
 
 void carve_node_slack(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& slack_view,
-                      uint64_t slack_base_offset) {
+                      source_offset slack_offset) {
   const vk::le_reader slack(slack_view.bytes());
   std::set<uint64_t> candidates;
   if (mft_entry_of(directory_ref) != 0) find_parent_ref_candidates(candidates, directory_ref, slack);
   find_timestamp_candidates(candidates, slack);
   for (const uint64_t q : candidates) {
-    std::optional<indx_entry> carved = carve_entry(slack, q, slack_base_offset);
+    std::optional<indx_entry> carved = carve_entry(slack, q, slack_offset);
     if (!carved) continue;
     const uint64_t parent_entry = mft_entry_of(carved->parent_ref());
     stores.slack.emplace(parent_entry, std::move(*carved));

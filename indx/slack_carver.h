@@ -11,11 +11,11 @@
 
 // Finds remnants of index entries in `slack` (from the position where the
 // valid walk stopped to the node's limit) and adds each surviving one to
-// stores.slack, with its offset counted from `slack_base_offset`, the
-// position of slack byte 0 in the source.  `directory_ref` is the reference
+// stores.slack, with its offset counted from `slack_offset`, the position of
+// slack byte 0 in its source.  `directory_ref` is the reference
 // the entries of this directory carry as their parent; 0 when unknown.
 void carve_node_slack(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& slack,
-                      uint64_t slack_base_offset);
+                      source_offset slack_offset);
 
 // The plausibility test for bytes presumed to start an index entry: a
 // terminating entry, or sane lengths, flags, namespace, sizes and a name of

@@ -76,6 +76,6 @@ data_run_list stream_runs(const std::vector<mft_attribute>& attributes, uint32_t
   std::stable_sort(instances.begin(), instances.end(),
                    [](const mft_attribute* a, const mft_attribute* b) { return a->first_vcn() < b->first_vcn(); });
   data_run_list runs;
-  for (const mft_attribute* attr : instances) decode_mapping_pairs(attr->bytes, type, runs);
+  for (const mft_attribute* attr : instances) decode_mapping_pairs(attr->bytes, runs);
   return runs;
 }

@@ -9,29 +9,20 @@ namespace {
 
 constexpr size_t max_field_width = 8;
 
-// The delta of a pair: `width` bytes, two's complement.  The LCN is kept in
-// unsigned arithmetic so a hostile sum wraps instead of overflowing.
-struct lcn_delta {
-  uint64_t value = 0;  // sign-extended to 64 bits
-  uint64_t magnitude = 0;
-  bool negative = false;
-};
-
-lcn_delta read_delta(const vk::le_reader& pairs, size_t off, size_t width) {
-  lcn_delta delta;
-  if (width == 0) return delta;
+// The delta of a pair: `width` bytes, two's complement, sign-extended to 64
+// bits.  The LCN is kept in unsigned arithmetic so a hostile sum wraps
+// instead of overflowing.
+uint64_t read_delta(const vk::le_reader& pairs, size_t off, size_t width) {
+  if (width == 0) return 0;
   const uint64_t raw = pairs.uint_n(off, width);
   const unsigned bits = static_cast<unsigned>(8 * width);
-  delta.negative = ((raw >> (bits - 1)) & 1) != 0;
-  const uint64_t extension = (delta.negative && bits < 64) ? ~uint64_t{0} << bits : 0;
-  delta.value = raw | extension;
-  delta.magnitude = delta.negative ? ~delta.value + 1 : raw;
-  return delta;
+  const bool negative = ((raw >> (bits - 1)) & 1) != 0;
+  return negative && bits < 64 ? raw | (~uint64_t{0} << bits) : raw;
 }
 
 }  // namespace
 
-bool decode_mapping_pairs(std::span<const uint8_t> attribute, uint32_t attr_type, data_run_list& runs) {
+bool decode_mapping_pairs(std::span<const uint8_t> attribute, data_run_list& runs) {
   const vk::le_reader attr(attribute);
   if (attribute.empty()) return false;
   const size_t pairs_offset = attr.u16(mft_format::attr_mapping_pairs);
@@ -50,19 +41,10 @@ bool decode_mapping_pairs(std::span<const uint8_t> attribute, uint32_t attr_type
     if (pair_size > pairs.size() - pos) break;
     data_run run;
     run.cluster_count = pairs.uint_n(pos + 1, count_width);
-    const lcn_delta delta = read_delta(pairs, pos + 1 + count_width, offset_width);
-    lcn += delta.value;
+    lcn += read_delta(pairs, pos + 1 + count_width, offset_width);
     run.lcn = static_cast<int64_t>(lcn);
-    run.offset_magnitude = delta.magnitude;
-    run.negative_delta = delta.negative;
     run.sparse = offset_width == 0;
     run.first_vcn = vcn;
-    run.attr_type = attr_type;
-    const auto stored = pairs.bytes().subspan(pos, pair_size);
-    run.header_byte_count = static_cast<uint8_t>(1 + count_width);
-    std::copy_n(stored.begin(), run.header_byte_count, run.header_bytes.begin());
-    run.offset_byte_count = static_cast<uint8_t>(offset_width);
-    std::copy_n(stored.begin() + run.header_byte_count, offset_width, run.offset_bytes.begin());
     runs.push_back(run);
     vcn += run.cluster_count;
     pos += pair_size;

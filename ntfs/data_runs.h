@@ -6,7 +6,6 @@
 // list.  A pair without a delta is sparse: it maps no clusters at all.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -14,17 +13,9 @@
 
 struct data_run {
   int64_t lcn = 0;  // first cluster: the running sum of the deltas so far
-  uint64_t offset_magnitude = 0;  // |delta| as stored
   uint64_t cluster_count = 0;
   uint64_t first_vcn = 0;
-  uint32_t attr_type = 0;  // type of the owning attribute
-  bool negative_delta = false;
   bool sparse = false;  // no offset field: zeros, no clusters on disk
-  // The stored bytes, for display: header byte and count, then the offset.
-  std::array<uint8_t, 9> header_bytes{};
-  uint8_t header_byte_count = 0;
-  std::array<uint8_t, 8> offset_bytes{};
-  uint8_t offset_byte_count = 0;
 };
 
 using data_run_list = std::vector<data_run>;
@@ -34,7 +25,7 @@ using data_run_list = std::vector<data_run>;
 // first VCN.  A pair running past the attribute, or wider than 8 bytes per
 // field, ends decoding quietly with the runs so far kept.  False only when
 // there is no attribute to decode.
-bool decode_mapping_pairs(std::span<const uint8_t> attribute, uint32_t attr_type, data_run_list& runs);
+bool decode_mapping_pairs(std::span<const uint8_t> attribute, data_run_list& runs);
 
 // Sum of the cluster counts, saturating instead of wrapping.
 uint64_t total_clusters(const data_run_list& runs);

@@ -12,7 +12,7 @@ byte_array attribute_value(CNtfs& volume, const mft_attribute& attribute, uint64
     return byte_array(kept.begin(), kept.end());
   }
   data_run_list runs;
-  decode_mapping_pairs(attribute.bytes, attribute.type, runs);
+  decode_mapping_pairs(attribute.bytes, runs);
   const uint64_t cluster = volume.cluster_size();
   const uint64_t clusters = std::min(total_clusters(runs), (max_bytes + cluster - 1) / cluster);
   byte_array value(clusters * cluster);

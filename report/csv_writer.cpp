@@ -67,7 +67,7 @@ std::vector<std::string> csv_writer::row_cells(const indx_entry& entry, const st
   const bool base10 = m_options.base10;
   std::vector<std::string> cells;
   cells.reserve(m_columns.size());
-  cells.push_back(cell_number(entry.offset, base10));
+  cells.push_back(cell_number(entry.offset.bytes, base10));
   cells.push_back(entry_number_missing(entry) ? std::string() : cell_number(mft_entry_of(entry.file_ref), base10));
   cells.push_back(cell_number(mft_sequence_of(entry.file_ref), base10));
   cells.push_back(cell_number(mft_entry_of(entry.parent_ref()), base10));

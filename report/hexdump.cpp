@@ -46,21 +46,16 @@ void append_line(std::string& out, const vk::binary_data& data, size_t first, si
 
 }  // namespace
 
-std::string format_hex_dump(const vk::binary_data& data, size_t length, size_t start, uint64_t address_base) {
+std::string format_hex_dump(const vk::binary_data& data, uint64_t address_base) {
+  const size_t length = data.size();
   if (length > hex_dump_max_length) return "size to big to output: size 0x" + vk::hex(length) + "\n";
   std::string out;
-  if (start >= length) return out;
-  out.reserve(reserve_per_byte * (length - start) + bytes_per_line * reserve_per_byte);
+  out.reserve(reserve_per_byte * length + bytes_per_line * reserve_per_byte);
   uint64_t address = address_base;
-  for (size_t first = start; first < length; first += bytes_per_line) {
+  for (size_t first = 0; first < length; first += bytes_per_line) {
     const size_t count = length - first < bytes_per_line ? length - first : bytes_per_line;
     append_line(out, data, first, count, address);
     address += bytes_per_line;
   }
   return out;
-}
-
-void write_hex_dump(vk::output_sink& out, const vk::binary_data& data, size_t length, size_t start,
-                    uint64_t address_base) {
-  out.write(format_hex_dump(data, length, start, address_base));
 }

@@ -7,16 +7,10 @@
 #include <string>
 
 #include "support/binary_data.h"
-#include "support/output_sink.h"
 
 // Lengths above this are refused with a one-line message instead of a dump.
 constexpr size_t hex_dump_max_length = 0x1000000;
 
-// Builds the dump lines of bytes [start, length) of `data`; the first line is
-// labelled `address_base`, each further line 16 more.  `length` must not
-// exceed data.size().
-std::string format_hex_dump(const vk::binary_data& data, size_t length, size_t start, uint64_t address_base);
-
-// Writes the dump built by format_hex_dump in one piece.
-void write_hex_dump(vk::output_sink& out, const vk::binary_data& data, size_t length, size_t start,
-                    uint64_t address_base);
+// Builds the dump lines of all of `data`; the first line is labelled
+// `address_base`, each further line 16 more.
+std::string format_hex_dump(const vk::binary_data& data, uint64_t address_base);

@@ -54,11 +54,11 @@ void append_time_lines(std::string& block, const indx_entry& entry, const report
 // The entry's bytes from its offset, clipped at the end of the buffer.  An
 // entry at offset 0 is not dumped.
 void append_hex_dump(std::string& block, const indx_entry& entry, std::span<const uint8_t> record_buffer) {
-  if (record_buffer.empty() || entry.offset == 0 || entry.offset >= record_buffer.size()) return;
-  const size_t start = static_cast<size_t>(entry.offset);
+  if (record_buffer.empty() || entry.offset.bytes == 0 || entry.offset.bytes >= record_buffer.size()) return;
+  const size_t start = static_cast<size_t>(entry.offset.bytes);
   const size_t left = record_buffer.size() - start;
   const size_t length = entry.size < left ? entry.size : left;
-  block += format_hex_dump(vk::binary_data(record_buffer.subspan(start, length)), length, 0, entry.offset);
+  block += format_hex_dump(vk::binary_data(record_buffer.subspan(start, length)), entry.offset.bytes);
 }
 
 }  // namespace
@@ -74,7 +74,7 @@ std::string format_text_block(const indx_entry& entry, const std::string& direct
     append_line(block, "Size allocated:", hex_and_decimal(entry.alloc_size(), size_digits));
     append_line(block, "Size used:", hex_and_decimal(entry.real_size(), size_digits));
   }
-  append_line(block, "Relative Offset:", hex_and_decimal(entry.offset, size_digits));
+  append_line(block, "Relative Offset:", hex_and_decimal(entry.offset.bytes, size_digits));
   append_line(block, "Type entry:",
               "0x" + vk::hex(entry.attr_flags(), flags_digits) + " [" + attr_flags_text(entry.attr_flags()) + "]");
   append_line(block, "Source type:", source_type_text(entry.attr_type));

@@ -96,7 +96,7 @@ timeline_record make_timeline_record(const indx_entry& entry, const std::string&
   if (!entry_number_missing(entry)) record.inode = cell_number(mft_entry_of(entry.file_ref), options.base10);
   const std::string label = options.source_label.empty() ? timeline_source : options.source_label;
   record.source_type = label + "-" + validity_word(entry);
-  record.notes = "indx offset: " + cell_number(entry.offset, options.base10);
+  record.notes = "indx offset: " + cell_number(entry.offset.bytes, options.base10);
   record.user = options.username;
   record.host = options.hostname;
   if (!entry.is_valid) record.extra = entry.annotation;
@@ -128,7 +128,7 @@ bodyfile_record make_bodyfile_record(const indx_entry& entry, const std::string&
   bodyfile_record record;
   std::string name = full_name_of(entry, directory);
   name += "; indx offset: ";
-  name += options.base10 ? vk::dec(entry.offset) : "0x" + vk::hex(entry.offset, bodyfile_offset_digits);
+  name += options.base10 ? vk::dec(entry.offset.bytes) : "0x" + vk::hex(entry.offset.bytes, bodyfile_offset_digits);
   if (!entry.is_valid) name += " (slack)";
   record.name = bodyfile_safe(name);
   record.inode = mft_entry_of(entry.file_ref);

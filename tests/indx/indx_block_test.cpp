@@ -56,7 +56,7 @@ TEST(indx_block, record_loop) {
   entry_report report;
   ASSERT_TRUE(analyse_indx_block(block, 0, ~0ULL, report));
   for (const auto& [time, entry] : report.by_time)
-    EXPECT_EQ(entry.offset, (entry.name == "one.txt" ? 4096 : 0) + 24 + record_builder::first_entry);
+    EXPECT_EQ(entry.offset.bytes, (entry.name == "one.txt" ? 4096 : 0) + 24 + record_builder::first_entry);
 }
 
 // Record 0 belongs to directory 7 at sequence 3; record 1's first live entry

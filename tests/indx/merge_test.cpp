@@ -13,7 +13,7 @@ using indx_test::june_2023;
 indx_entry make_entry(const entry_plan& plan, bool valid, uint64_t offset = 0) {
   const std::vector<uint8_t> bytes = indx_test::entry_bytes(plan);
   indx_entry entry = decode_entry_fields(vk::le_reader(bytes));
-  entry.name = plan.name, entry.is_valid = valid, entry.offset = offset;
+  entry.name = plan.name, entry.is_valid = valid, entry.offset.bytes = offset;
   return entry;
 }
 void add_valid(entry_stores& stores, const entry_plan& plan) {
@@ -82,7 +82,7 @@ TEST(merge, slack_copies_of_one_file_are_reported_twice_and_kept_once) {
   ASSERT_EQ(report.by_time.size(), 2u);
   for (const auto& [time, entry] : report.by_time) EXPECT_EQ(entry.annotation, "deleted");
   ASSERT_EQ(report.dedup.size(), 1u);
-  EXPECT_EQ(report.dedup.begin()->second.offset, 100u);
+  EXPECT_EQ(report.dedup.begin()->second.offset.bytes, 100u);
 }
 
 TEST(merge, dedup_keeps_a_usable_reference_of_this_directory) {
@@ -109,7 +109,7 @@ TEST(merge, dedup_keeps_a_usable_reference_of_this_directory) {
     const entry_report report = merged(stores);
     const indx_entry& kept = report.dedup.at(identity_key(make_entry({}, false)));
     EXPECT_EQ(kept.file_ref, c.replaced ? c.second : c.first) << std::hex << c.first << " " << c.second;
-    EXPECT_EQ(kept.offset, c.replaced ? 200u : 100u);
+    EXPECT_EQ(kept.offset.bytes, c.replaced ? 200u : 100u);
     EXPECT_EQ(mft_entry_of(kept.parent_ref()), c.first_parent);
   }
 }

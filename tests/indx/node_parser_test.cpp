@@ -19,12 +19,12 @@ TEST(node_parser, valid_walk_decodes_every_live_entry) {
   record.add_live({.name = "ALPHA.TXT", .file_ref = make_mft_ref(71, 1)});
   record.end_live();
   entry_stores stores;
-  ASSERT_TRUE(parse_index_node(stores, 0, record.node(), 1000, false));
+  ASSERT_TRUE(parse_index_node(stores, 0, record.node(), source_offset{offset_frame::indx_file, 1000}, false));
   ASSERT_EQ(stores.valid.size(), 3u);
   const indx_entry& alpha = stores.valid.at("0000000005_alpha.txt");
   EXPECT_EQ(alpha.file_ref, make_mft_ref(100, 1));  // the second under this key is not stored
   EXPECT_TRUE(alpha.is_valid);
-  EXPECT_EQ(alpha.offset, 1000 + first);
+  EXPECT_EQ(alpha.offset.bytes, 1000 + first);
   EXPECT_EQ(alpha.size, 82u + 18);
   EXPECT_FALSE(alpha.is_dir);
   EXPECT_EQ(stores.valid.at("0000000005_<name not present>").name, "<name not present>");
@@ -54,7 +54,7 @@ TEST(node_parser, walk_stops_at_the_first_damaged_entry) {
     record.end_live();
     record.put_node(d.at, d.value, d.width);
     entry_stores stores;
-    ASSERT_TRUE(parse_index_node(stores, 0, record.node(), 0, true));
+    ASSERT_TRUE(parse_index_node(stores, 0, record.node(), source_offset{offset_frame::indx_file, 0}, true));
     EXPECT_EQ(stores.valid.size(), d.kept) << d.what;
   }
 }
@@ -65,7 +65,7 @@ TEST(node_parser, entry_running_past_the_node_ends_the_walk) {
   record.put_node(fmt::node_used_size, 400, 4);
   record.plant(3960, indx_test::entry_bytes({.name = std::string(60, 'x')}));  // 202 bytes, 112 inside
   entry_stores stores;
-  ASSERT_TRUE(parse_index_node(stores, 0, record.node(), 0, true));
+  ASSERT_TRUE(parse_index_node(stores, 0, record.node(), source_offset{offset_frame::indx_file, 0}, true));
   EXPECT_TRUE(stores.empty());
 }
 
@@ -74,14 +74,14 @@ TEST(node_parser, unusable_node_returns_false) {
   record.add_live({});
   record.end_live();
   entry_stores stores;
-  EXPECT_FALSE(parse_index_node(stores, 0, vk::le_reader(), 0, true));
-  EXPECT_FALSE(parse_index_node(stores, 0, record.node().sub(0, 15), 0, true));
+  EXPECT_FALSE(parse_index_node(stores, 0, vk::le_reader(), source_offset{offset_frame::indx_file, 0}, true));
+  EXPECT_FALSE(parse_index_node(stores, 0, record.node().sub(0, 15), source_offset{offset_frame::indx_file, 0}, true));
   record.put_node(fmt::node_entries_offset, 0xFFFFFFF8, 4);  // -8 as a signed value
-  EXPECT_FALSE(parse_index_node(stores, 0, record.node(), 0, true));
+  EXPECT_FALSE(parse_index_node(stores, 0, record.node(), source_offset{offset_frame::indx_file, 0}, true));
   record.put_node(fmt::node_entries_offset, fmt::node_limit_in_record + 1, 4);
-  EXPECT_FALSE(parse_index_node(stores, 0, record.node(), 0, true));
+  EXPECT_FALSE(parse_index_node(stores, 0, record.node(), source_offset{offset_frame::indx_file, 0}, true));
   record.put_node(fmt::node_entries_offset, fmt::node_limit_in_record, 4);
-  EXPECT_TRUE(parse_index_node(stores, 0, record.node(), 0, true));
+  EXPECT_TRUE(parse_index_node(stores, 0, record.node(), source_offset{offset_frame::indx_file, 0}, true));
   EXPECT_TRUE(stores.empty());
 }
 

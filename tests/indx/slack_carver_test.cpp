@@ -24,7 +24,7 @@ struct slack_node {
   void put(size_t at, uint64_t value, size_t width = 8) { record.put_node(start + at, value, width); }
   std::vector<indx_entry> carve(mft_ref directory_ref = 0) const {
     entry_stores stores;
-    EXPECT_TRUE(parse_index_node(stores, directory_ref, record.node(), 5000, true));
+    EXPECT_TRUE(parse_index_node(stores, directory_ref, record.node(), source_offset{offset_frame::indx_file, 5000}, true));
     std::vector<indx_entry> carved;
     for (const auto& [parent, entry] : stores.slack) carved.push_back(entry);
     return carved;
@@ -59,7 +59,7 @@ TEST(slack_carver, detectors_find_the_directory_reference_and_plausible_times) {
     if (c.found == 0) continue;
     EXPECT_EQ(carved[0].name, c.plan.name);
     EXPECT_FALSE(carved[0].is_valid);
-    EXPECT_EQ(carved[0].offset, 5000 + node.start + 200);
+    EXPECT_EQ(carved[0].offset.bytes, 5000 + node.start + 200);
     EXPECT_EQ(carved[0].parent_ref(), c.plan.parent);
   }
 }

@@ -59,7 +59,7 @@ TEST(DirectoryIndex, RootEntriesIndexTheRootBuffer) {
   for (const auto& [time, entry] : index.report.by_time) {
     EXPECT_TRUE(entry.is_valid);
     EXPECT_EQ(entry.attr_type, 0x90u);
-    EXPECT_EQ(vk::le_reader(index.root).u64(entry.offset), entry.file_ref) << entry.name;
+    EXPECT_EQ(vk::le_reader(index.root).u64(entry.offset.bytes), entry.file_ref) << entry.name;
   }
   EXPECT_EQ(index.stores.valid.size(), 2u);
   EXPECT_FALSE(analyse_directory(ntfs, indx_options{}, 33, 1, index));  // a file has no $I30
@@ -92,7 +92,7 @@ TEST(DirectoryIndex, AllocationIsReadInChunksOf32Clusters) {
   EXPECT_EQ(source.reads, expected);
   ASSERT_EQ(index.alloc.size(), 40u * 4096);
   std::map<std::string, uint64_t> offsets;
-  for (const auto& [time, entry] : index.report.by_time) offsets[entry.name] = entry.offset;
+  for (const auto& [time, entry] : index.report.by_time) offsets[entry.name] = entry.offset.bytes;
   EXPECT_EQ(offsets["first.txt"], 64u);
   EXPECT_EQ(offsets["late.txt"], 35u * 4096 + 64);
   EXPECT_EQ(vk::le_reader(index.alloc).u64(35 * 4096 + 64), make_mft_ref(51, 1));
@@ -108,7 +108,7 @@ TEST(DirectoryIndex, UnreadableChunkKeepsLaterPositions) {
   directory_index index;
   ASSERT_TRUE(analyse_directory(ntfs, indx_options{}, 40, 1, index));
   ASSERT_EQ(index.report.by_time.size(), 1u);
-  EXPECT_EQ(index.report.by_time.begin()->second.offset, 35u * 4096 + 64);
+  EXPECT_EQ(index.report.by_time.begin()->second.offset.bytes, 35u * 4096 + 64);
   EXPECT_EQ(index.alloc.size(), 40u * 4096);
 }
 

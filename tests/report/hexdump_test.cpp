@@ -24,7 +24,7 @@ std::vector<std::string> lines_of(const std::string& text) {
 
 TEST(hexdump, full_and_short_lines) {
   const std::vector<uint8_t> bytes = counting_bytes(20);
-  EXPECT_EQ(format_hex_dump(vk::binary_data(bytes), bytes.size(), 0, 0x58),
+  EXPECT_EQ(format_hex_dump(vk::binary_data(bytes), 0x58),
             "0000 0058:  00 01 02 03 04 05 06 07  08 09 0a 0b 0c 0d 0e 0f  ................\n"
             "0000 0068:  10 11 12 13 " +
                 std::string(12 * 3 + 1, ' ') + " ....\n");
@@ -32,7 +32,7 @@ TEST(hexdump, full_and_short_lines) {
 
 TEST(hexdump, entry_of_88_bytes_ends_with_eight_bytes_and_25_blanks) {
   std::vector<uint8_t> bytes(88, 'a');
-  const std::vector<std::string> lines = lines_of(format_hex_dump(vk::binary_data(bytes), 88, 0, 0x58));
+  const std::vector<std::string> lines = lines_of(format_hex_dump(vk::binary_data(bytes), 0x58));
   ASSERT_EQ(lines.size(), 6u);
   EXPECT_EQ(lines[4].substr(0, 12), "0000 0098:  ");
   EXPECT_EQ(lines[5], "0000 00a8:  61 61 61 61 61 61 61 61 " + std::string(25, ' ') + " aaaaaaaa");
@@ -41,7 +41,7 @@ TEST(hexdump, entry_of_88_bytes_ends_with_eight_bytes_and_25_blanks) {
 
 TEST(hexdump, text_column_shows_printable_ascii_only) {
   const std::vector<uint8_t> bytes{0x20, 0x41, 0x7e, 0x7f, 0x1f, 0x80, 0xff, 0x00};
-  const std::string dump = format_hex_dump(vk::binary_data(bytes), bytes.size(), 0, 0);
+  const std::string dump = format_hex_dump(vk::binary_data(bytes), 0);
   EXPECT_EQ(dump.substr(dump.size() - 9), " A~.....\n");
 }
 
@@ -54,7 +54,7 @@ class hexdump_address : public testing::TestWithParam<address_case> {};
 
 TEST_P(hexdump_address, upper_groups_only_when_non_zero) {
   const std::vector<uint8_t> bytes{0x41};
-  const std::string dump = format_hex_dump(vk::binary_data(bytes), 1, 0, GetParam().address);
+  const std::string dump = format_hex_dump(vk::binary_data(bytes), GetParam().address);
   EXPECT_EQ(dump.substr(0, dump.find(':') + 3), GetParam().label);
 }
 
@@ -65,16 +65,9 @@ INSTANTIATE_TEST_SUITE_P(addresses, hexdump_address,
                                          address_case{0x123400000010, "1234 0000 0010:  "},
                                          address_case{0x0001000000000000, "0001 0000 0000 0000:  "}));
 
-TEST(hexdump, start_index_skips_bytes_and_labels_from_the_base) {
-  const std::vector<uint8_t> bytes = counting_bytes(4);
-  EXPECT_EQ(format_hex_dump(vk::binary_data(bytes), 4, 2, 0x100),
-            "0000 0100:  02 03 " + std::string(14 * 3 + 1, ' ') + " ..\n");
-  EXPECT_EQ(format_hex_dump(vk::binary_data(bytes), 4, 4, 0x100), "");
-}
-
 TEST(hexdump, oversized_length_gives_one_line) {
   const std::vector<uint8_t> bytes(hex_dump_max_length + 1);
-  EXPECT_EQ(format_hex_dump(vk::binary_data(bytes), bytes.size(), 0, 0), "size to big to output: size 0x1000001\n");
+  EXPECT_EQ(format_hex_dump(vk::binary_data(bytes), 0), "size to big to output: size 0x1000001\n");
 }
 
 TEST(binary_data_death, index_past_the_end_ends_the_process) {
