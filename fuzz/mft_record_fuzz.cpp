@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     link_target target;
     read_link_target(attr.resident_value(), target);
     data_run_list runs;
-    decode_mapping_pairs(attr.bytes, attr.type, runs);
+    decode_mapping_pairs(attr.bytes, runs);
     total_clusters(runs);
     for (uint64_t vcn : {uint64_t{0}, attr.first_vcn(), total_clusters(runs) - 1}) locate_vcn(runs, vcn, 4096);
   }

@@ -26,9 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       (void)row.end_byte();
     }
   }
-  uint64_t offset = 0;
-  bool found = false;
-  check_volume_offset(source, (size & 2) ? std::optional<uint64_t>(requested) : std::nullopt, (size & 1) != 0,
-                      offset, found);
+  const volume_offset_check check =
+      check_volume_offset(source, (size & 2) ? std::optional<uint64_t>(requested) : std::nullopt, (size & 1) != 0);
+  if (check.usable && check.offset > source.size()) __builtin_trap();
   return 0;
 }

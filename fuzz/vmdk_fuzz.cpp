@@ -62,6 +62,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       list += "|b.vmdk";
       break;
   }
-  if (std::unique_ptr<disk> source = open_vmdk_source(list)) read_some(*source, size * 7919);
+  if (std::unique_ptr<disk> source = open_vmdk_source(list).source) read_some(*source, size * 7919);
   return 0;
 }
