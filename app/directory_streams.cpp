@@ -55,20 +55,20 @@ class raw_dump {
     // overwrite it.
     const std::optional<vk::file_identity> existing = vk::identity_of_path(m_name);
     if (!existing || !vk::is_source_file(*existing))
-      m_fd = ::open(m_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (m_fd < 0) vk::print_message("failed\n");
+      m_fd.reset(::open(m_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    if (!m_fd.valid()) vk::print_message("failed\n");
   }
   ~raw_dump() {
-    if (m_fd < 0) return;
-    ::close(m_fd);
+    if (!m_fd.valid()) return;
+    m_fd.reset();
     if (m_written == 0 && ::unlink(m_name.c_str()) == 0) vk::print_message("deleted: %s\n", m_name.c_str());
   }
   raw_dump(const raw_dump&) = delete;
   raw_dump& operator=(const raw_dump&) = delete;
 
   void append(std::span<const uint8_t> bytes) {
-    for (size_t done = 0; m_fd >= 0 && done < bytes.size();) {
-      const ssize_t n = ::write(m_fd, bytes.data() + done, bytes.size() - done);
+    for (size_t done = 0; m_fd.valid() && done < bytes.size();) {
+      const ssize_t n = ::write(m_fd.get(), bytes.data() + done, bytes.size() - done);
       if (n <= 0) return;
       done += static_cast<size_t>(n);
       m_written += static_cast<size_t>(n);
@@ -77,7 +77,7 @@ class raw_dump {
 
  private:
   std::string m_name;
-  int m_fd = -1;
+  vk::unique_fd m_fd;
   size_t m_written = 0;
 };
 
