@@ -53,18 +53,12 @@ std::string placement_problem(const VMDK_SPARSE_HEADER& h, uint64_t file_size) {
 
 bool decode_sparse_header(std::span<const uint8_t> bytes, VMDK_SPARSE_HEADER& h) {
   const vk::le_reader r(bytes);
-  h.magic = r.u32(hdr_magic);
-  h.version = r.u32(hdr_version);
-  h.flags = r.u32(hdr_flags);
-  h.capacity = r.u64(hdr_capacity);
-  h.grain_size = r.u64(hdr_grain_size);
-  h.descriptor_offset = r.u64(hdr_descriptor_offset);
-  h.descriptor_size = r.u64(hdr_descriptor_size);
-  h.gtes_per_gt = r.u32(hdr_gtes_per_gt);
-  h.rgd_offset = r.u64(hdr_rgd_offset);
-  h.gd_offset = r.u64(hdr_gd_offset);
-  h.overhead = r.u64(hdr_overhead);
-  h.unclean_shutdown = r.u8(hdr_unclean_shutdown);
+  h = VMDK_SPARSE_HEADER{.magic = r.u32(hdr_magic), .version = r.u32(hdr_version), .flags = r.u32(hdr_flags),
+                         .capacity = r.u64(hdr_capacity), .grain_size = r.u64(hdr_grain_size),
+                         .descriptor_offset = r.u64(hdr_descriptor_offset),
+                         .descriptor_size = r.u64(hdr_descriptor_size), .gtes_per_gt = r.u32(hdr_gtes_per_gt),
+                         .rgd_offset = r.u64(hdr_rgd_offset), .gd_offset = r.u64(hdr_gd_offset),
+                         .overhead = r.u64(hdr_overhead), .unclean_shutdown = r.u8(hdr_unclean_shutdown)};
   h.line_end_chars[0] = r.u8(hdr_single_end_line);
   h.line_end_chars[1] = r.u8(hdr_non_end_line);
   h.line_end_chars[2] = r.u8(hdr_double_end_line1);

@@ -51,17 +51,11 @@ constexpr uint32_t gte_zeroed = 1;
 
 // The header as a plain value.
 struct VMDK_SPARSE_HEADER {
-  uint32_t magic = 0;
-  uint32_t version = 0;
-  uint32_t flags = 0;
-  uint64_t capacity = 0;
-  uint64_t grain_size = 0;
-  uint64_t descriptor_offset = 0;
-  uint64_t descriptor_size = 0;
+  uint32_t magic = 0, version = 0, flags = 0;
+  uint64_t capacity = 0, grain_size = 0;  // sectors
+  uint64_t descriptor_offset = 0, descriptor_size = 0;  // sectors
   uint32_t gtes_per_gt = 0;
-  uint64_t rgd_offset = 0;
-  uint64_t gd_offset = 0;
-  uint64_t overhead = 0;
+  uint64_t rgd_offset = 0, gd_offset = 0, overhead = 0;  // sectors
   uint8_t unclean_shutdown = 0;
   uint8_t line_end_chars[4] = {};
   uint16_t compress_algorithm = 0;

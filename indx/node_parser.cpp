@@ -13,12 +13,10 @@ constexpr int64_t max_used_size = 4095;
 // units make real entries longer than this (255 units take 592 bytes); the
 // walk ends at them too, and they and the live entries behind them are then
 // found by the slack carver.
-constexpr uint16_t max_entry_length = 512;
-constexpr uint16_t max_key_length = 512;
+constexpr uint16_t max_entry_length = 512, max_key_length = 512;
 // The walk goes on only while the following entry announces a length in this
 // range; anything else is the end of the live area or garbage.
-constexpr uint16_t min_next_length = 1;
-constexpr uint16_t max_next_length = 1024;
+constexpr uint16_t min_next_length = 1, max_next_length = 1024;
 
 const char* const name_not_present = "<name not present>";
 

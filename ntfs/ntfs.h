@@ -18,16 +18,13 @@
 
 // What the boot sector says of the volume's shape.
 struct ntfs_geometry {
-  uint32_t bytes_per_sector = 0;
-  uint32_t sectors_per_cluster = 0;
-  uint32_t cluster_size = 0;
+  uint32_t bytes_per_sector = 0, sectors_per_cluster = 0, cluster_size = 0;
   uint64_t total_clusters = 0;
-  uint32_t mft_record_size = 0;
+  uint32_t mft_record_size = 0, index_record_size = 0;
   // Clusters per MFT record as the boot sector counts them: for a record
   // smaller than a cluster, 0.
   uint32_t mft_cluster_per_record_fixed = 0;
   uint64_t mft_file_pos = 0;  // bytes from the volume start
-  uint32_t index_record_size = 0;
 };
 
 // The geometry a boot sector describes; nothing when it describes no volume

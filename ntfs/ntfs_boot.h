@@ -11,10 +11,8 @@ struct NTFS_BOOT {
   bool oem_is_ntfs = false;
   uint16_t bytes_per_sector = 0;
   uint8_t sectors_per_cluster = 0;
-  uint64_t total_sectors = 0;
-  uint64_t mft_lcn = 0;
-  int8_t clusters_per_mft_record = 0;
-  int8_t clusters_per_index_record = 0;
+  uint64_t total_sectors = 0, mft_lcn = 0;
+  int8_t clusters_per_mft_record = 0, clusters_per_index_record = 0;
 };
 
 // Decodes the boot sector fields; false when the bytes are too short.

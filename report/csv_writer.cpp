@@ -10,11 +10,7 @@
 namespace {
 
 // Column widths of the fixed columns.
-constexpr size_t number_width = 10;
-constexpr size_t type_width = 5;
-constexpr size_t dir_file_width = 8;
-constexpr size_t name_width = 30;
-constexpr size_t comment_width = 15;
+constexpr size_t number_width = 10, type_width = 5, dir_file_width = 8, name_width = 30, comment_width = 15;
 
 }  // namespace
 

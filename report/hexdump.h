@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "support/binary_data.h"
+#include "support/le_reader.h"
 
 // Lengths above this are refused with a one-line message instead of a dump.
 constexpr size_t hex_dump_max_length = 0x1000000;

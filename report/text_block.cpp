@@ -3,7 +3,7 @@
 #include "report/entry_fields.h"
 #include "report/hexdump.h"
 #include "report/time_format.h"
-#include "support/binary_data.h"
+#include "support/le_reader.h"
 #include "support/types.h"
 #include "support/vk_string.h"
 
@@ -11,10 +11,7 @@ namespace {
 
 constexpr size_t label_width = 22;
 // Hexadecimal digits of each kind of number.
-constexpr int entry_digits = 12;
-constexpr int sequence_digits = 4;
-constexpr int size_digits = 8;
-constexpr int flags_digits = 8;
+constexpr int entry_digits = 12, sequence_digits = 4, size_digits = 8, flags_digits = 8;
 
 void append_line(std::string& block, std::string_view label, std::string_view value) {
   block += label;

@@ -1,6 +1,8 @@
 #include "report/time_format.h"
 
 #include <array>
+#include <optional>
+#include <utility>
 
 #include "support/vk_string.h"
 
@@ -25,34 +27,36 @@ char first_separator(const std::string& pattern) {
   return 0;
 }
 
+// Where a date part stands: the long spelling when the pattern has it, else
+// the short one; its flag is set.  Nothing when neither is there.
+std::optional<size_t> find_part(const std::string& pattern, const char* long_form, uint8_t long_flag,
+                                const char* short_form, uint8_t short_flag, uint8_t& flags) {
+  for (const auto& [form, flag] : {std::pair{long_form, long_flag}, std::pair{short_form, short_flag}}) {
+    const size_t at = pattern.find(form);
+    if (at == std::string::npos) continue;
+    flags |= flag;
+    return at;
+  }
+  return std::nullopt;
+}
+
 // Fills the date part of the layout; false when the pattern lacks a month,
 // a year or a day, or orders them in a way no layout knows.
 bool parse_date_pattern(time_format_spec& time_layout, const std::string& pattern) {
   time_layout.date_separator = static_cast<uint8_t>(first_separator(pattern));
-  size_t month = pattern.find("mmm");
-  if (month != std::string::npos) {
-    time_layout.date_flags |= date_flag::month_name;
-  } else if ((month = pattern.find("mm")) != std::string::npos) {
-    time_layout.date_flags |= date_flag::month_number;
-  } else {
-    return false;
-  }
-  size_t year = pattern.find("yyyy");
-  if (year != std::string::npos) {
-    time_layout.date_flags |= date_flag::year_long;
-  } else if ((year = pattern.find("yy")) != std::string::npos) {
-    time_layout.date_flags |= date_flag::year_short;
-  } else {
-    return false;
-  }
+  const std::optional<size_t> month = find_part(pattern, "mmm", date_flag::month_name, "mm", date_flag::month_number,
+                                                time_layout.date_flags);
+  const std::optional<size_t> year = find_part(pattern, "yyyy", date_flag::year_long, "yy", date_flag::year_short,
+                                               time_layout.date_flags);
+  if (!month || !year) return false;
   if (pattern.find(',') != std::string::npos) time_layout.date_flags |= date_flag::has_comma;
   const size_t day = pattern.find("dd");
   if (day == std::string::npos) return false;
-  if (day < month && month < year) {
+  if (day < *month && *month < *year) {
     time_layout.date_flags |= date_flag::order_dmy;
-  } else if (month < day && day < year) {
+  } else if (*month < day && day < *year) {
     time_layout.date_flags |= date_flag::order_mdy;
-  } else if (year < month && month < day) {
+  } else if (*year < *month && *month < day) {
     time_layout.date_flags |= date_flag::order_ymd;
   } else {
     return false;

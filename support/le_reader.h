@@ -1,5 +1,6 @@
-// Bounds-checked little-endian field reader: the one way this tool reads an
-// on-disk integer.  Fields are decoded with shifts, never by casting packed
+// Bounds-checked access to bytes of the evidence.  le_reader, the
+// little-endian field reader, is the one way this tool reads an on-disk
+// integer.  Fields are decoded with shifts, never by casting packed
 // structs, so alignment and host byte order never matter.
 //
 // A read that does not fit inside the view returns 0 and marks the reader
@@ -10,6 +11,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+
+#include "support/check.h"
 
 namespace vk {
 
@@ -62,6 +65,27 @@ class le_reader {
 
   std::span<const uint8_t> m_bytes;
   mutable bool m_failed = false;
+};
+
+// A read-only byte buffer with bounds-checked indexing, for code that walks
+// bytes one by one (the hex dump).  It views bytes another object owns.  An
+// index at or past the end is a broken invariant of the caller, not bad
+// on-disk data: callers clip their ranges first, and the check ends the
+// process.
+class binary_data {
+ public:
+  binary_data() = default;
+  explicit binary_data(std::span<const uint8_t> bytes) : m_bytes(bytes) {}
+
+  size_t size() const { return m_bytes.size(); }
+  bool empty() const { return m_bytes.empty(); }
+  uint8_t operator[](size_t index) const {
+    SLIX_CHECK(index < m_bytes.size());
+    return m_bytes[index];
+  }
+
+ private:
+  std::span<const uint8_t> m_bytes;
 };
 
 // Writes a little-endian u16 into a mutable buffer; false when it does not fit.
