@@ -90,7 +90,8 @@ TEST(slack_carver, timestamp_candidate_must_look_like_an_entry) {
         // window (a size of 4096 read as a time, a date in 2900) do not let
         // an implausible entry in unvalidated.
         field_case{"name length 65, access 4096", accessed_at, 4096, 8, false},
-        field_case{"name length 65, access in 2900", accessed_at, vk::filetime_from_date(2900, 1, 1), 8, false}}) {
+        field_case{"name length 65, access in 2900", accessed_at, vk::filetime_from_date(2900, 1, 1), 8, false},
+        field_case{"name length 65, access 2^63 (no calendar time)", accessed_at, 1ULL << 63, 8, false}}) {
     slack_node node;
     node.plant(400, foreign(std::string(64, 'n')));
     node.put(400 + c.at, c.value, c.width);
