@@ -128,18 +128,36 @@ std::string source_name(const indx_options& options) {
   return options.partition.empty() ? options.drive_number : options.partition;
 }
 
-// Damaged evidence is reported, never hidden: a truncated copy reads as
-// zeros where its bytes are missing, and whole directories can vanish.
-void report_shortfalls(const volume_run& run, const indx_options& options) {
-  for (const source_shortfall& file : run.source->shortfalls())
-    vk::print_message("warning: %s is %llu bytes shorter than its header or descriptor says; the missing bytes "
-                      "read as zeros\n",
-                      vk::escape_controls(file.file).c_str(), static_cast<unsigned long long>(file.missing_bytes));
+// An image shorter than its volume (let through by -ignore_image_size, or a
+// bare volume cut short) cannot serve the volume's last clusters.
+void report_short_image(const volume_run& run, const indx_options& options) {
   const uint64_t volume_end = run.volume->volume_offset() + run.volume->volume_bytes();
   if (volume_end > run.source->size())
     vk::print_message("warning: %s is %llu bytes shorter than the NTFS volume it holds; what is missing cannot be "
                       "read\n",
                       source_name(options).c_str(), static_cast<unsigned long long>(volume_end - run.source->size()));
+}
+
+// Reads the container could not serve leave directories out of the report;
+// the examiner is told how many.
+void report_failed_reads(const volume_run& run, const indx_options& options) {
+  if (!run.source || run.source->failed_reads() == 0) return;
+  vk::print_message("warning: %llu reads of %s failed (a damaged or truncated container); what they should have "
+                    "held is missing from the report\n",
+                    static_cast<unsigned long long>(run.source->failed_reads()), source_name(options).c_str());
+}
+
+int analyse_volume(volume_run& run, indx_options& options, report_output& output) {
+  if (!run.volume) {
+    vk::print_message("user args not valid\n");
+    return -1;
+  }
+  report_short_image(run, options);
+  options.max_plausible_entry = run.volume->mft_record_count();
+  if (!queue_start_directories(run, options)) return -1;
+  entry_writer writer(options, output.sink());
+  run_directory_loop(run, options, writer, output);
+  return 0;
 }
 
 }  // namespace
@@ -160,14 +178,7 @@ int run_volume_mode(indx_options& options, report_output& output, const std::str
     vk::print_message("prob analyzing directory %s\n", "");
     return -1;
   }
-  if (!run.volume) {
-    vk::print_message("user args not valid\n");
-    return -1;
-  }
-  report_shortfalls(run, options);
-  options.max_plausible_entry = run.volume->mft_record_count();
-  if (!queue_start_directories(run, options)) return -1;
-  entry_writer writer(options, output.sink());
-  run_directory_loop(run, options, writer, output);
-  return 0;
+  const int status = analyse_volume(run, options, output);
+  report_failed_reads(run, options);
+  return status;
 }

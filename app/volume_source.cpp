@@ -1,6 +1,6 @@
 #include "app/volume_source.h"
 
-#include "disk/image_disk.h"
+#include "disk/container.h"
 #include "disk/physical_drive.h"
 #include "disk/vmdk.h"
 #include "disk/volume_offset.h"
@@ -13,10 +13,9 @@ using ull = unsigned long long;
 
 std::unique_ptr<disk> open_image(const std::string& file) {
   if (file.empty()) return nullptr;
-  auto source = std::make_unique<image_disk>(file);
-  if (source->is_open()) return source;
-  vk::print_message("invalid image: %s\n", file.c_str());
-  return nullptr;
+  container_opening opening = open_container(file);
+  if (!opening.source) vk::print_message("%s", container_fault_lines(opening.fault).c_str());
+  return std::move(opening.source);
 }
 
 std::unique_ptr<disk> open_vmdk(const std::string& list) {
@@ -57,6 +56,11 @@ void report_finding(const offset_finding& finding) {
       vk::print_message("volume offset selected 0x%llx is not a NTFS partition, but [%s]\n", offset,
                         finding.type_name.c_str());
       break;
+    case offset_finding_kind::bitlocker_volume:
+      vk::print_message("volume offset 0x%llx is a BitLocker-encrypted volume; decrypt it first and give the "
+                        "decrypted volume\n",
+                        offset);
+      break;
     case offset_finding_kind::volume_larger_than_image:
       vk::print_message(
           "volume offset 0x%llx is a NTFS partition, however image size does not encapsulate entire volume\n",
@@ -79,7 +83,96 @@ void report_layout(const volume_offset_check& check) {
   }
 }
 
+void report_source_warning(const source_warning& warning) {
+  const std::string file = vk::escape_controls(warning.file);
+  const auto amount = static_cast<unsigned long long>(warning.amount);
+  switch (warning.kind) {
+    case source_warning_kind::shorter_than_metadata:
+      vk::print_message("warning: %s is %llu bytes shorter than its header or descriptor says; the missing bytes "
+                        "read as zeros\n",
+                        file.c_str(), amount);
+      break;
+    case source_warning_kind::truncated_segment:
+      vk::print_message("warning: %s is truncated: it ends before its last section, and what it no longer holds "
+                        "reads as zeros\n",
+                        file.c_str());
+      break;
+    case source_warning_kind::segment_out_of_order:
+      vk::print_message("warning: %s holds segment %llu of its set: the segments are read in the order of their "
+                        "own numbers\n",
+                        file.c_str(), amount);
+      break;
+  }
+}
+
+// What the examiner must do with a format slix names and does not read.
+std::string refusal_reason(container_kind kind) {
+  switch (kind) {
+    case container_kind::gzip:
+    case container_kind::xz:
+      return std::string("it is ") + container_name(kind) + "-compressed; decompress it first and give the raw image";
+    case container_kind::zip:
+    case container_kind::sevenzip:
+      return std::string("it is a ") + container_name(kind) + " archive; extract the disk image from it first";
+    case container_kind::aff:
+      return "it is an AFF image, which slix does not read; convert it to a raw image first (affconvert -r)";
+    case container_kind::luks:
+    case container_kind::bitlocker:
+      return std::string("it is a ") + container_name(kind) +
+             "-encrypted volume; decrypt it first and give the decrypted volume";
+    case container_kind::logical_evidence:
+      return "it is an L01 logical evidence file, which holds files rather than a disk; give the disk image";
+    default:
+      return "its format is not read by slix";
+  }
+}
+
+// "an E01 (EWF)", "a VHD": the article as the name is spoken.
+std::string with_article(const std::string& name) {
+  const bool vowel_sound = !name.empty() && std::string_view("AEFHILMNORSX").find(name[0]) != std::string_view::npos;
+  return (vowel_sound ? "an " : "a ") + name;
+}
+
+std::string chain_text(const std::vector<std::string>& chain) {
+  std::string text;
+  for (const std::string& name : chain) text += (text.empty() ? "" : " -> ") + vk::escape_controls(name);
+  return text;
+}
+
 }  // namespace
+
+std::string container_fault_lines(const container_fault& fault) {
+  const std::string file = vk::escape_controls(fault.file);
+  const std::string format = container_name(fault.format);
+  const std::string prefix = "prob reading image " + file + ": ";
+  switch (fault.kind) {
+    case container_fault_kind::none:
+      return "";
+    case container_fault_kind::cannot_open:
+      return "invalid image: " + fault.file + "\n";
+    case container_fault_kind::refused_format:
+      return prefix + refusal_reason(fault.format) + "\n";
+    case container_fault_kind::library_missing:
+      return prefix + "it is " + with_article(format) + " image, and this slix was built without " +
+             library_of(fault.format).library + "; install " + library_of(fault.format).package + " and rebuild\n";
+    case container_fault_kind::unreadable:
+      if (!fault.detail.empty()) return prefix + vk::escape_controls(fault.detail) + "\n";
+      return prefix + "it has the signature of " + with_article(format) + " image, but its headers cannot be read\n";
+    case container_fault_kind::missing_segment:
+      return prefix + "the piece " + vk::escape_controls(fault.detail) + " of the set is missing\n";
+    case container_fault_kind::parent_missing:
+      return prefix + "its backing file " + vk::escape_controls(fault.detail) + " cannot be opened (" +
+             chain_text(fault.chain) + ")\n";
+    case container_fault_kind::chain_loop:
+      return prefix + "its backing files form a loop: " + chain_text(fault.chain) + "\n";
+    case container_fault_kind::chain_too_long:
+      return prefix + "its chain of backing files is longer than " + std::to_string(max_backing_chain) +
+             " files: " + chain_text(fault.chain) + "\n";
+    case container_fault_kind::size_too_large:
+      return prefix + "it claims a disk of " + std::to_string(fault.size) + " bytes, more than any real disk\n";
+  }
+  return "";
+}
 
 // Names and descriptor lines come from the evidence; their control
 // characters must not reach the console as terminal commands.
@@ -109,6 +202,7 @@ bool open_volume_source(const indx_options& options, std::unique_ptr<disk>& out,
   out.reset();
   std::unique_ptr<disk> source = open_named_source(options);
   if (!source) return false;
+  for (const source_warning& warning : source->warnings()) report_source_warning(warning);
   const std::optional<uint64_t> requested =
       options.offset_given ? std::optional<uint64_t>(options.volume_offset) : std::nullopt;
   const volume_offset_check check = check_volume_offset(*source, requested, options.ignore_image_size);

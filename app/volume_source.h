@@ -7,8 +7,12 @@
 #include <memory>
 
 #include "app/indx_options.h"
+#include "disk/container.h"
 #include "disk/disk.h"
 #include "disk/vmdk.h"
+
+// The lines that report why an -image file could not be opened as a disk.
+std::string container_fault_lines(const container_fault& fault);
 
 // The lines that report why a VMDK collection could not be assembled,
 // evidence-supplied names escaped; "" when there is nothing to say.

@@ -13,11 +13,18 @@
 // every byte size far from 64-bit overflow.
 constexpr uint64_t max_disk_sectors = uint64_t{1} << 46;
 
-// A file of the source that is shorter than the source's own metadata says
-// (a truncated copy).  What it lacks reads as zeros; the examiner is told.
-struct source_shortfall {
+// Damage in the files of a source that does not stop the reading: what the
+// file lacks reads as zeros, and the examiner is told, once.
+enum class source_warning_kind {
+  shorter_than_metadata,  // `amount` bytes are missing from the end of `file`
+  truncated_segment,      // `file`, a segment of a set, ends before its last section
+  segment_out_of_order,   // `file` holds segment number `amount` of its set
+};
+
+struct source_warning {
+  source_warning_kind kind = source_warning_kind::shorter_than_metadata;
   std::string file;
-  uint64_t missing_bytes = 0;
+  uint64_t amount = 0;
 };
 
 class disk {
@@ -29,8 +36,11 @@ class disk {
   // (short at the end of the disk, 0 on failure or when closed).
   virtual size_t read(uint64_t offset, std::span<uint8_t> buffer) = 0;
 
-  // The source's files that are shorter than their metadata says.
-  virtual std::vector<source_shortfall> shortfalls() const { return {}; }
+  // Damage found in the source's files when it was opened.
+  virtual std::vector<source_warning> warnings() const { return {}; }
+  // Reads that failed so far, where the container could not serve bytes it
+  // claims to hold (a block past the end of the file, a damaged chunk).
+  virtual uint64_t failed_reads() const { return 0; }
 
   // True when the whole buffer was read.
   bool read_exact(uint64_t offset, std::span<uint8_t> buffer) {

@@ -145,7 +145,9 @@ void classify_rows(disk& source, partition_list& rows) {
     const uint64_t bytes = saturating_mul(row.sector_count, row.sector_size);
     probe.resize(bytes <= content_probe_size ? row.sector_size : content_probe_size);
     const size_t got = source.read(row.byte_offset(), probe);
-    row.type = type_after_content(row.type, classify_volume_content(std::span(probe).first(got)));
+    const volume_content content = classify_volume_content(std::span(probe).first(got));
+    row.type = type_after_content(row.type, content);
+    row.bitlocker = content == volume_content::bitlocker;
   }
 }
 

@@ -23,6 +23,8 @@ struct partition_record {
   uint16_t type = 0;
   uint32_t sector_size = 512;
   row_kind kind = row_kind::primary;
+  // The partition holds a BitLocker-encrypted volume: never NTFS to read.
+  bool bitlocker = false;
 
   // Byte offsets on the disk, saturated at the top of the 64-bit range so
   // that a hostile LBA can never wrap round to a small offset.

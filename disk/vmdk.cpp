@@ -33,10 +33,10 @@ class vmdk_chain_disk final : public disk {
 
   bool is_open() const override { return true; }
   uint64_t size() const override { return m_size; }
-  std::vector<source_shortfall> shortfalls() const override {
-    std::vector<source_shortfall> all;
+  std::vector<source_warning> warnings() const override {
+    std::vector<source_warning> all;
     for (const auto& link : m_chain) {
-      const std::vector<source_shortfall> own = link->shortfalls();
+      const std::vector<source_warning> own = link->warnings();
       all.insert(all.end(), own.begin(), own.end());
     }
     return all;
@@ -55,10 +55,14 @@ class vmdk_chain_disk final : public disk {
       } else {
         if (!pending.flush(buffer)) return pending.at;
         pending = pending_read();
-        if (piece.from == vmdk_piece::source::file)
+        const auto piece_bytes = buffer.subspan(done, length);
+        if (piece.from == vmdk_piece::source::file) {
           pending = {piece.file, piece.file_pos, done, length};
-        else
-          std::fill_n(buffer.begin() + static_cast<std::ptrdiff_t>(done), length, uint8_t{0});
+        } else if (piece.from == vmdk_piece::source::compressed) {
+          if (!piece.extent->read_compressed(piece.file_pos, piece.in_grain, piece_bytes)) return done;
+        } else {
+          std::fill(piece_bytes.begin(), piece_bytes.end(), uint8_t{0});
+        }
       }
       done += length;
     }

@@ -67,8 +67,8 @@ bool decode_sparse_header(std::span<const uint8_t> bytes, VMDK_SPARSE_HEADER& h)
   return r.ok() && r.has(0, header_size);
 }
 
-bool is_stream_optimized(const VMDK_SPARSE_HEADER& h) {
-  return (h.flags & (flag_compressed | flag_markers)) != 0 || h.compress_algorithm != 0;
+bool has_compressed_grains(const VMDK_SPARSE_HEADER& h) {
+  return (h.flags & flag_compressed) != 0 || h.compress_algorithm != 0;
 }
 
 std::string sparse_header_problem(const VMDK_SPARSE_HEADER& h, uint64_t file_size) {

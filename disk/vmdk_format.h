@@ -43,6 +43,16 @@ constexpr uint32_t flag_zeroed_grain_gte = 1u << 2;  // a grain table entry of 1
 constexpr uint32_t flag_compressed = 1u << 16;  // grains are compressed (streamOptimized)
 constexpr uint32_t flag_markers = 1u << 17;  // the stream holds metadata markers (streamOptimized)
 
+// A streamOptimized extent (an OVA export) stores each grain deflated, behind
+// a 12-byte grain marker, and may leave the grain directory's place to a
+// footer: a copy of the header in the second-to-last sector of the file.
+constexpr uint16_t compress_deflate = 1;
+constexpr uint64_t gd_at_end = ~uint64_t{0};
+constexpr uint64_t footer_from_end = 1024;
+constexpr size_t marker_lba = 0;  // u64: the grain's first sector in the extent
+constexpr size_t marker_size = 8;  // u32: bytes of deflated data that follow
+constexpr size_t marker_header_size = 12;
+
 // Grain directory and grain table entries are u32 sector numbers; 0 means
 // "not allocated in this extent".
 constexpr size_t table_entry_size = 4;
@@ -64,8 +74,8 @@ struct VMDK_SPARSE_HEADER {
 // Decodes the first 512 bytes of an extent; false when fewer bytes are given.
 bool decode_sparse_header(std::span<const uint8_t> bytes, VMDK_SPARSE_HEADER& header);
 
-// True when the extent's grains cannot be read without inflating them.
-bool is_stream_optimized(const VMDK_SPARSE_HEADER& header);
+// True when the extent's grains are stored deflated (streamOptimized).
+bool has_compressed_grains(const VMDK_SPARSE_HEADER& header);
 
 // Checks the fields that size and place the grain directory against the
 // extent file's size.  Returns "" when the header is usable, else the reason,

@@ -110,12 +110,12 @@ std::shared_ptr<const vmdk_sparse_extent> vmdk_link::open_sparse(const std::stri
   return sparse;
 }
 
-std::vector<source_shortfall> vmdk_link::shortfalls() const {
-  std::vector<source_shortfall> found;
+std::vector<source_warning> vmdk_link::warnings() const {
+  std::vector<source_warning> found;
   auto note = [&found](const std::string& file, uint64_t missing) {
-    for (const source_shortfall& known : found)
+    for (const source_warning& known : found)
       if (known.file == file) return;
-    if (missing > 0) found.push_back({file, missing});
+    if (missing > 0) found.push_back({source_warning_kind::shorter_than_metadata, file, missing});
   };
   for (const extent& e : m_extents) {
     if (e.kind == extent_kind::sparse) note(e.sparse->file().path(), e.sparse->missing_bytes());

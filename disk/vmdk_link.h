@@ -31,7 +31,7 @@ class vmdk_link {
   vmdk_piece locate(uint64_t offset) const;
 
   // Extent files shorter than the header or descriptor says, once each.
-  std::vector<source_shortfall> shortfalls() const;
+  std::vector<source_warning> warnings() const;
 
  private:
   enum class extent_kind { sparse, flat, zero };

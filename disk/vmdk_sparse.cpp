@@ -4,6 +4,10 @@
 
 #include "support/le_reader.h"
 
+#if SLIX_HAVE_ZLIB
+#include <zlib.h>
+#endif
+
 namespace fmt = vmdk_format;
 
 namespace {
@@ -20,6 +24,20 @@ std::vector<uint32_t> decode_entries(std::span<const uint8_t> bytes) {
   return entries;
 }
 
+// Inflates a zlib stream into `out`.  The last grain of an extent whose
+// capacity is not a whole number of grains inflates shorter; the rest of it
+// stays zero.
+bool inflate_into(std::span<const uint8_t> deflated, std::span<uint8_t> out) {
+#if SLIX_HAVE_ZLIB
+  uLongf length = static_cast<uLongf>(out.size());
+  return ::uncompress(out.data(), &length, deflated.data(), static_cast<uLong>(deflated.size())) == Z_OK;
+#else
+  (void)deflated;
+  (void)out;
+  return false;
+#endif
+}
+
 }  // namespace
 
 std::unique_ptr<vmdk_sparse_extent> vmdk_sparse_extent::open(std::shared_ptr<const vmdk_file> file,
@@ -31,16 +49,34 @@ std::unique_ptr<vmdk_sparse_extent> vmdk_sparse_extent::open(std::shared_ptr<con
     why = "is not a sparse extent";
     return nullptr;
   }
-  if (fmt::is_stream_optimized(extent->m_header)) {
-    why =
-        "uses compressed grains (streamOptimized), which slix does not read; "
-        "convert it with qemu-img convert -O raw";
-    return nullptr;
-  }
-  why = fmt::sparse_header_problem(extent->m_header, extent->m_file->size());
+  why = extent->take_stream_optimized_layout();
+  if (why.empty()) why = fmt::sparse_header_problem(extent->m_header, extent->m_file->size());
   if (why.empty()) why = extent->load_grain_tables();
   if (!why.empty()) return nullptr;
   return extent;
+}
+
+// A streamOptimized extent needs its grains inflated (zlib), and its grain
+// directory may be named only by the footer.
+std::string vmdk_sparse_extent::take_stream_optimized_layout() {
+  m_compressed = fmt::has_compressed_grains(m_header);
+  if (!m_compressed) return "";
+#if !SLIX_HAVE_ZLIB
+  return "uses compressed grains (streamOptimized), and this slix was built without zlib; install zlib1g-dev and "
+         "rebuild";
+#else
+  if (m_header.compress_algorithm != fmt::compress_deflate)
+    return "uses grain compression " + std::to_string(m_header.compress_algorithm) + " (only deflate is known)";
+  if (m_header.gd_offset != fmt::gd_at_end) return "";
+  uint8_t footer[fmt::header_size];
+  fmt::VMDK_SPARSE_HEADER copy;
+  const uint64_t size = m_file->size();
+  if (size < fmt::footer_from_end || !m_file->read_exact(size - fmt::footer_from_end, footer) ||
+      !fmt::decode_sparse_header(footer, copy) || copy.magic != fmt::sparse_magic)
+    return "names a grain directory at its end, but has no footer";
+  m_header.gd_offset = copy.gd_offset;
+  return "";
+#endif
 }
 
 std::string vmdk_sparse_extent::embedded_descriptor() const {
@@ -100,7 +136,14 @@ uint64_t vmdk_sparse_extent::bytes_past_end() const {
   for (const uint32_t entry : m_grain_entries)
     if (entry > last && !(zeroed_marker && entry == fmt::gte_zeroed)) last = entry;
   if (last == 0) return 0;
-  const uint64_t end = uint64_t{last} * fmt::sector_size + m_grain_bytes;
+  const uint64_t start = uint64_t{last} * fmt::sector_size;
+  uint64_t end = start + m_grain_bytes;
+  if (m_compressed) {
+    // A deflated grain ends where its marker says.
+    uint8_t marker[fmt::marker_header_size] = {};
+    m_file->read_zero_filled(start, marker);
+    end = start + fmt::marker_header_size + vk::le_reader(marker).u32(fmt::marker_size);
+  }
   return end > m_file->size() ? end - m_file->size() : 0;
 }
 
@@ -139,8 +182,35 @@ vmdk_piece vmdk_sparse_extent::locate(uint64_t offset) const {
     piece.from = vmdk_piece::source::zeros;
     return piece;
   }
-  piece.from = vmdk_piece::source::file;
+  piece.from = m_compressed ? vmdk_piece::source::compressed : vmdk_piece::source::file;
   piece.file = m_file.get();
-  piece.file_pos = uint64_t{entry} * fmt::sector_size + in_grain;
+  piece.extent = this;
+  piece.file_pos = uint64_t{entry} * fmt::sector_size;
+  piece.in_grain = in_grain;
+  if (!m_compressed) piece.file_pos += in_grain;
   return piece;
+}
+
+bool vmdk_sparse_extent::read_compressed(uint64_t marker_pos, uint64_t in_grain, std::span<uint8_t> out) const {
+  if (m_cached_marker != marker_pos && !inflate_grain(marker_pos)) return false;
+  if (in_grain > m_cached_grain.size() || out.size() > m_cached_grain.size() - in_grain) return false;
+  std::copy_n(m_cached_grain.begin() + static_cast<std::ptrdiff_t>(in_grain), out.size(), out.begin());
+  return true;
+}
+
+// Inflates one grain into the cache: reads follow each other through a
+// grain, so the last grain inflated serves the next read too.
+bool vmdk_sparse_extent::inflate_grain(uint64_t marker_pos) const {
+  m_cached_marker = no_grain;
+  uint8_t marker[fmt::marker_header_size];
+  if (!m_file->read_exact(marker_pos, marker)) return false;
+  const uint64_t stored = vk::le_reader(marker).u32(fmt::marker_size);
+  // A deflated grain is never much larger than the grain itself.
+  if (stored > 2 * m_grain_bytes + 1024) return false;
+  std::vector<uint8_t> deflated(stored);
+  if (!m_file->read_exact(marker_pos + fmt::marker_header_size, deflated)) return false;
+  m_cached_grain.assign(m_grain_bytes, 0);
+  if (!inflate_into(deflated, m_cached_grain)) return false;
+  m_cached_marker = marker_pos;
+  return true;
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,10 +17,14 @@ struct vmdk_piece {
   // absent: this disk does not hold the bytes, its parent may.  zeros: this
   // disk holds zeros there (a ZERO extent, or a grain table entry marking a
   // grain of zeros), which hide whatever a parent holds.
-  enum class source { absent, zeros, file };
+  // compressed: the grain is stored deflated behind the marker at
+  // `file_pos`, and the bytes start `in_grain` into the inflated grain.
+  enum class source { absent, zeros, file, compressed };
   source from = source::absent;
   const vmdk_file* file = nullptr;
+  const class vmdk_sparse_extent* extent = nullptr;
   uint64_t file_pos = 0;
+  uint64_t in_grain = 0;
   uint64_t length = 0;
 };
 
@@ -43,11 +48,17 @@ class vmdk_sparse_extent {
   // truncated copy); they read as zeros.
   uint64_t missing_bytes() const { return m_missing_bytes; }
 
+  // Fills `out` from a deflated grain (a piece of source::compressed);
+  // false when the grain cannot be inflated.
+  bool read_compressed(uint64_t marker_pos, uint64_t in_grain, std::span<uint8_t> out) const;
+
  private:
   explicit vmdk_sparse_extent(std::shared_ptr<const vmdk_file> file) : m_file(std::move(file)) {}
   std::string load_grain_tables();
   bool read_table_run(size_t first_table, uint64_t file_pos, size_t tables);
   uint64_t bytes_past_end() const;
+  std::string take_stream_optimized_layout();
+  bool inflate_grain(uint64_t marker_pos) const;
 
   static constexpr uint32_t no_table = UINT32_MAX;
 
@@ -58,4 +69,8 @@ class vmdk_sparse_extent {
   std::vector<uint32_t> m_table_of_entry;  // per grain directory entry: its table's index, or no_table
   std::vector<uint32_t> m_grain_entries;  // every loaded table, one after another
   uint64_t m_missing_bytes = 0;
+  bool m_compressed = false;
+  static constexpr uint64_t no_grain = UINT64_MAX;
+  mutable uint64_t m_cached_marker = no_grain;
+  mutable std::vector<uint8_t> m_cached_grain;
 };

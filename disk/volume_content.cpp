@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "disk/boot_sector_format.h"
+#include "disk/container_format.h"
 #include "disk/partition_format.h"
 #include "disk/partition_types.h"
 #include "support/checked_math.h"
@@ -13,12 +14,6 @@ namespace pf = partition_format;
 namespace bsf = boot_sector_format;
 
 namespace {
-
-bool has_text_at(std::span<const uint8_t> bytes, size_t off, std::string_view text) {
-  if (off > bytes.size() || text.size() > bytes.size() - off) return false;
-  return std::equal(text.begin(), text.end(), bytes.begin() + static_cast<std::ptrdiff_t>(off),
-                    [](char c, uint8_t b) { return static_cast<uint8_t>(c) == b; });
-}
 
 // A FAT boot sector is told apart by its BIOS parameter block, whatever OEM
 // name the formatting tool wrote.  The FAT kind follows from the number of
@@ -57,6 +52,7 @@ uint16_t guessed_type_of(volume_content content) {
     case volume_content::fat32: return 0x0B;
     case volume_content::ext: return 0x83;
     case volume_content::exfat:
+    case volume_content::bitlocker:
     case volume_content::unknown: return 0;
   }
   return 0;
@@ -70,6 +66,7 @@ bool table_agrees(uint16_t table_type, volume_content content) {
     case volume_content::fat32: return family_of(table_type) == partition_family::fat;
     case volume_content::ext: return family_of(table_type) == partition_family::linux_family;
     case volume_content::exfat:
+    case volume_content::bitlocker:
     case volume_content::unknown: return true;
   }
   return true;
@@ -79,11 +76,11 @@ bool table_agrees(uint16_t table_type, volume_content content) {
 
 bool is_volume_boot_sector(std::span<const uint8_t> sector) {
   for (std::string_view oem : {"EXFA", "MSDO", "NTFS"})
-    if (has_text_at(sector, bsf::oem_name, oem)) return true;
+    if (vk::has_bytes_at(sector, bsf::oem_name, oem)) return true;
   return false;
 }
 
-bool is_ntfs_boot_sector(std::span<const uint8_t> sector) { return has_text_at(sector, bsf::oem_name, bsf::ntfs_oem); }
+bool is_ntfs_boot_sector(std::span<const uint8_t> sector) { return vk::has_bytes_at(sector, bsf::oem_name, bsf::ntfs_oem); }
 
 bool is_master_boot_record(std::span<const uint8_t> sector) {
   const vk::le_reader reader(sector);
@@ -92,7 +89,8 @@ bool is_master_boot_record(std::span<const uint8_t> sector) {
 
 volume_content classify_volume_content(std::span<const uint8_t> first_bytes) {
   if (is_ntfs_boot_sector(first_bytes)) return volume_content::ntfs;
-  if (has_text_at(first_bytes, bsf::oem_name, bsf::exfat_oem)) return volume_content::exfat;
+  if (vk::has_bytes_at(first_bytes, bsf::oem_name, bsf::exfat_oem)) return volume_content::exfat;
+  if (vk::has_bytes_at(first_bytes, bsf::oem_name, container_format::bitlocker_oem)) return volume_content::bitlocker;
   const vk::le_reader reader(first_bytes);
   const volume_content fat = classify_fat(reader);
   if (fat != volume_content::unknown) return fat;

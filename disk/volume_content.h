@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <span>
 
-enum class volume_content { unknown, ntfs, exfat, fat12, fat16, fat32, ext };
+// bitlocker: a BitLocker-encrypted volume, whose boot sector names
+// "-FVE-FS-" where an NTFS one names "NTFS    ".
+enum class volume_content { unknown, ntfs, exfat, fat12, fat16, fat32, ext, bitlocker };
 
 // A volume boot sector: its OEM name begins with "NTFS", "EXFA" or "MSDO".
 bool is_volume_boot_sector(std::span<const uint8_t> sector);

@@ -17,7 +17,7 @@ bool starts_with_ntfs_boot_sector(disk& source) {
 
 std::string row_name(const partition_record& row) { return row.is_gap() ? "unalloc" : partition_type_name(row.type); }
 
-bool is_ntfs_row(const partition_record& row) { return !row.is_gap() && is_ntfs_type(row.type); }
+bool is_ntfs_row(const partition_record& row) { return !row.is_gap() && !row.bitlocker && is_ntfs_type(row.type); }
 
 // Every row in disk order, gaps named "unalloc", so the examiner sees the
 // whole layout of the disk.
@@ -43,6 +43,7 @@ const partition_record* walk_rows(const partition_list& rows, std::optional<uint
                                   volume_offset_check& check) {
   for (const partition_record& row : rows) {
     if (row_is_requested(row, requested)) return &row;
+    if (row.bitlocker) check.findings.push_back({offset_finding_kind::bitlocker_volume, row.byte_offset(), {}});
     if (!is_ntfs_row(row)) continue;
     check.suggestion = row.byte_offset();
     if (row.byte_offset() > disk_size)
@@ -71,6 +72,10 @@ bool scan_or_search(disk& source, partition_list& rows, bool& bare_ntfs, volume_
 bool take_selected_row(const partition_record& row, uint64_t disk_size, bool ignore_image_size,
                        volume_offset_check& check) {
   const uint64_t offset = row.byte_offset();
+  if (row.bitlocker) {
+    check.findings.push_back({offset_finding_kind::bitlocker_volume, offset, {}});
+    return true;
+  }
   if (!is_ntfs_row(row)) {
     check.findings.push_back({offset_finding_kind::selected_not_ntfs, offset, row_name(row)});
     return false;

@@ -18,6 +18,7 @@ enum class offset_finding_kind {
   suggestion_outside_image,  // an NTFS row starts past the disk's end
   selected_not_ntfs,         // the requested offset starts a row of another kind
   volume_larger_than_image,  // the NTFS row runs past the end of the image
+  bitlocker_volume,          // the row starting at `offset` holds a BitLocker-encrypted volume
 };
 
 struct offset_finding {

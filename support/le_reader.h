@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "support/check.h"
 
@@ -87,6 +88,14 @@ class binary_data {
  private:
   std::span<const uint8_t> m_bytes;
 };
+
+// True when `text` stands at `off` in `bytes` (a signature, an OEM name).
+inline bool has_bytes_at(std::span<const uint8_t> bytes, size_t off, std::string_view text) {
+  if (off > bytes.size() || text.size() > bytes.size() - off) return false;
+  for (size_t i = 0; i < text.size(); ++i)
+    if (bytes[off + i] != static_cast<uint8_t>(text[i])) return false;
+  return true;
+}
 
 // Writes a little-endian u16 into a mutable buffer; false when it does not fit.
 inline bool put_u16(std::span<uint8_t> bytes, size_t off, uint16_t value) {
