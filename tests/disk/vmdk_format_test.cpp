@@ -110,15 +110,16 @@ TEST_P(vmdk_hostile_header, is_refused_with_its_reason) {
   EXPECT_EQ(messages, name + " " + GetParam().reason + "\n" + name + " can't be opened\n" + invalid);
 }
 
-const std::string compressed_reason =
-    "uses compressed grains (streamOptimized), which slix does not read; convert it with qemu-img convert -O raw";
+const std::string unknown_compression = "uses grain compression 2 (only deflate is known)";
 
 INSTANTIATE_TEST_SUITE_P(
     cases, vmdk_hostile_header,
     ::testing::Values(
         hostile_case{"version", [](auto& e) { e.put32(fmt::hdr_version, 9); }, "has sparse extent version 9 (1 to 3 are known)"},
-        hostile_case{"compressed", [](auto& e) { e.put32(fmt::hdr_flags, fmt::flag_compressed); }, compressed_reason},
-        hostile_case{"deflate", [](auto& e) { e.bytes[fmt::hdr_compress_algorithm] = 1; }, compressed_reason},
+        hostile_case{"compressed", [](auto& e) { e.put32(fmt::hdr_flags, fmt::flag_compressed); },
+                     "uses grain compression 0 (only deflate is known)"},
+        hostile_case{"unknown_compression", [](auto& e) { e.bytes[fmt::hdr_compress_algorithm] = 2; },
+                     unknown_compression},
         hostile_case{"line_ends", [](auto& e) { e.bytes[fmt::hdr_double_end_line1] = '\n'; },
                      "has altered line-end check characters (was it copied in text mode?)"},
         hostile_case{"grain_0", [](auto& e) { e.put64(fmt::hdr_grain_size, 0); },
