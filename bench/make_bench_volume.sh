@@ -20,20 +20,8 @@ if [[ ${1:-} != --force && -f $done_mark && -f $image ]]; then
   echo "$image is already built ($(cat "$done_mark")); use --force to rebuild"
   exit 0
 fi
-for tool in mkntfs ntfs-3g python3 mountpoint; do
-  command -v "$tool" >/dev/null || { echo "missing tool: $tool" >&2; exit 1; }
-done
-
-mnt=$(mktemp -d)
-ntfs_pid=
-cleanup() {
-  if [[ -n $ntfs_pid ]]; then
-    umount "$mnt" 2>/dev/null || true
-    wait "$ntfs_pid" 2>/dev/null || true
-  fi
-  rmdir "$mnt" 2>/dev/null || true
-}
-trap cleanup EXIT
+source "$bench_dir/../tests/fixtures/fixture_lib.sh"
+need_tools mkntfs ntfs-3g python3 mountpoint
 
 started=$SECONDS
 mkdir -p "$out_dir"
@@ -42,12 +30,7 @@ truncate -s "$volume_size" "$image"
 # -Q: quick format, so the sparse file stays sparse.
 mkntfs -F -Q -q -s 512 -c 4096 -L slix_bench "$image" >/dev/null 2>&1
 
-# ntfs-3g stays in the foreground so that its exit, after the unmount, tells
-# that the image is complete.
-ntfs-3g -o no_detach,big_writes,noatime "$image" "$mnt" >"$out_dir/ntfs-3g.log" 2>&1 &
-ntfs_pid=$!
-for _ in $(seq 100); do mountpoint -q "$mnt" && break; sleep 0.1; done
-mountpoint -q "$mnt" || { echo "ntfs-3g did not mount $image" >&2; exit 1; }
+mount_volume "$image" big_writes,noatime
 
 python3 - "$mnt" "$top_dirs" "$sub_dirs" "$leaf_dirs" "$files_per_leaf" "$delete_every" <<'EOF'
 import os, sys
@@ -77,10 +60,7 @@ print('%d leaf folders (%d folders in all), %d files made, %d deleted'
       % (folders, folders + top + top * sub, made, deleted))
 EOF
 
-sync
-umount "$mnt"
-wait "$ntfs_pid"
-ntfs_pid=
+unmount_volume
 elapsed=$((SECONDS - started))
 echo "built in ${elapsed}s on $(date -u +%Y-%m-%d)" >"$done_mark"
 echo "made $image ($(du -h "$image" | cut -f1) used of $volume_size) in ${elapsed}s"

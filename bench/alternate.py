@@ -1,0 +1,57 @@
+#!/usr/bin/env python3
+"""Times whole commands in alternating runs: round 1 runs A, B, C..., round 2
+runs them again in the same order, and so on, so that a change in the
+machine's load touches every command alike.  Prints, per command, the median
+wall time, the spread (min-max) and the peak resident memory, as a Markdown
+table row.
+
+    bench/alternate.py --runs 7 'label one=command one' 'label two=command two' ...
+
+Each command runs through the shell with its output thrown away; a command
+that fails stops the benchmark.
+"""
+import argparse
+import os
+import statistics
+import subprocess
+import sys
+import time
+
+
+def run_once(command):
+    started = time.perf_counter()
+    child = subprocess.Popen(command, shell=True, stdout=subprocess.DEVNULL)
+    _, status, usage = os.wait4(child.pid, 0)
+    elapsed = time.perf_counter() - started
+    if status != 0:
+        sys.exit(f"command failed ({status}): {command}")
+    return elapsed, usage.ru_maxrss
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--runs", type=int, default=7)
+    parser.add_argument("--warmup", type=int, default=1)
+    parser.add_argument("commands", nargs="+", help="label=command")
+    args = parser.parse_args()
+    labelled = [item.split("=", 1) for item in args.commands]
+    for _ in range(args.warmup):
+        for _, command in labelled:
+            run_once(command)
+    times = {label: [] for label, _ in labelled}
+    peak = {label: 0 for label, _ in labelled}
+    for _ in range(args.runs):
+        for label, command in labelled:
+            elapsed, rss = run_once(command)
+            times[label].append(elapsed)
+            peak[label] = max(peak[label], rss)
+    print("| command | median | min - max | peak memory |")
+    print("|---|---|---|---|")
+    for label, command in labelled:
+        t = times[label]
+        print(f"| {label}: `{command}` | {statistics.median(t) * 1000:.0f} ms | "
+              f"{min(t) * 1000:.0f} - {max(t) * 1000:.0f} ms | {peak[label] / 1024:.1f} MiB |")
+
+
+if __name__ == "__main__":
+    main()
