@@ -86,13 +86,56 @@ class raw_dump {
 constexpr source_offset root_node_start{offset_frame::index_root_node, 0};
 constexpr source_offset stream_start{offset_frame::allocation_stream, 0};
 
+// The $I30 index's $BITMAP: one bit per INDX record of the allocation, set
+// while the record is in use.  When NTFS empties and releases a node it
+// clears the bit and leaves the record's bytes as they were, so a released
+// record can look like a node full of live entries.  A bitmap that is
+// missing or cannot be read, and records past its end, change nothing.
+class record_bitmap {
+ public:
+  record_bitmap() = default;
+  record_bitmap(byte_array bits, uint64_t record_size) : m_bits(std::move(bits)), m_record_size(record_size) {}
+
+  bool in_use(uint64_t stream_offset) const {
+    if (m_record_size == 0) return true;
+    const uint64_t record = stream_offset / m_record_size;
+    if (record / 8 >= m_bits.size()) return true;
+    return (m_bits[record / 8] >> (record % 8) & 1) != 0;
+  }
+
+ private:
+  byte_array m_bits;
+  uint64_t m_record_size = 0;
+};
+
 // What one pass over a directory's index streams needs.
 struct index_pass {
   CNtfs& volume;
   mft_ref directory_ref;
   bool carve_slack;
   entry_stores& stores;
+  record_bitmap bitmap;
 };
+
+record_bitmap bitmap_of(CNtfs& volume, const mft_record& record) {
+  const mft_attribute* bitmap = find_attribute(record.attributes, mft_format::type_bitmap, index_name);
+  const uint64_t record_size = volume.index_record_size();
+  if (bitmap == nullptr) return {};
+  return record_bitmap(attribute_value(volume, *bitmap, max_index_stream_bytes / record_size / 8 + 8), record_size);
+}
+
+// Parses one INDX record of the allocation; the entries of a record the
+// index has released are all slack.
+void parse_index_record(index_pass& pass, const vk::le_reader& node, uint64_t record_offset) {
+  const source_offset node_offset = stream_start + (record_offset + indx_format::rec_node_header);
+  if (pass.bitmap.in_use(record_offset)) {
+    parse_index_node(pass.stores, pass.directory_ref, node, node_offset, pass.carve_slack);
+    return;
+  }
+  entry_stores released;
+  parse_index_node(released, pass.directory_ref, node, node_offset, pass.carve_slack);
+  pass.stores.take_as_slack(released);
+}
 
 void fix_up_index_records(std::span<uint8_t> chunk, size_t record_size, size_t sector_size) {
   for (size_t p = 0; record_size <= chunk.size() - p; p += record_size) {
@@ -124,11 +167,8 @@ void parse_allocation(index_pass& pass, const data_run_list& runs, byte_array& a
     dump.append(chunk);
     if (chunk.size() < record) break;
     const vk::le_reader bytes(chunk);
-    for (uint64_t p = 0; record <= chunk.size() - p; p += record) {
-      const vk::le_reader node = bytes.sub(p + indx_format::rec_node_header, record - indx_format::rec_node_header);
-      parse_index_node(pass.stores, pass.directory_ref, node, stream_start + (base + p + indx_format::rec_node_header),
-                       pass.carve_slack);
-    }
+    for (uint64_t p = 0; record <= chunk.size() - p; p += record)
+      parse_index_record(pass, bytes.sub(p + indx_format::rec_node_header, record - indx_format::rec_node_header), base + p);
   }
 }
 
@@ -173,8 +213,11 @@ bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entr
   out.clear();
   mft_record record;
   if (!load_mft_record(volume, entry, record)) return false;
+  // A directory whose record is no longer in use holds no live entries,
+  // whatever its index still looks like.
+  const bool entries_may_be_live = (record.header.flags & mft_format::rec_flag_in_use) != 0;
   entry_stores stores;
-  index_pass pass{volume, make_mft_ref(entry, record_sequence), true, stores};
+  index_pass pass{volume, make_mft_ref(entry, record_sequence), true, stores, bitmap_of(volume, record)};
   bool root_done = false, alloc_done = false, collected = false;
   for (const mft_attribute& attribute : record.attributes) {
     uint32_t type = 0;
@@ -192,6 +235,7 @@ bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entr
     } else {
       continue;
     }
+    if (!entries_may_be_live) stores.demote_valid_entries();
     collected |= merge_entries(out.report, stores, type, options.max_plausible_entry, &out.stores.valid);
     keep_live_entries(stores, out.stores);
   }
@@ -203,7 +247,7 @@ bool read_directory_children(CNtfs& volume, uint64_t entry, std::vector<director
   mft_record record;
   if (!load_mft_record(volume, entry, record)) return false;
   entry_stores stores;
-  index_pass pass{volume, make_mft_ref(entry, record.header.sequence), false, stores};
+  index_pass pass{volume, make_mft_ref(entry, record.header.sequence), false, stores, bitmap_of(volume, record)};
   const indx_options no_dump;
   byte_array buffer;
   if (const mft_attribute* root = find_attribute(record.attributes, mft_format::type_index_root, index_name)) {
@@ -216,7 +260,7 @@ bool read_directory_children(CNtfs& volume, uint64_t entry, std::vector<director
     parse_allocation(pass, runs, buffer, dump);
   }
   for (const auto& [key, child] : stores.valid) {
-    children.push_back({mft_entry_of(child.file_ref), mft_sequence_of(child.file_ref), child.name, child.is_dir});
+    children.push_back({mft_entry_of(child.file_ref), mft_sequence_of(child.file_ref), child.name, child.is_dir, {}});
   }
   return true;
 }

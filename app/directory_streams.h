@@ -38,6 +38,9 @@ struct directory_index {
 
 // Empties `out`, fetches the directory's record and parses its $I30 root and
 // allocation in attribute order, carving slack in both, then merges each.
+// The entries of INDX records that the index's $BITMAP marks as released,
+// and all entries of a directory whose MFT record is not in use, are merged
+// as slack.
 // `record_sequence` completes the directory's reference that the slack
 // carver searches for.  With options.raw_dump the raw streams are written to
 // files named after options.dump_base_name.  True when at least one entry

@@ -22,6 +22,25 @@ struct entry_stores {
     slack.clear();
   }
   bool empty() const { return valid.empty() && slack.empty(); }
+
+  // Entries found in the live part of a node that is not live after all (a
+  // directory whose MFT record is no longer in use, an INDX record the index
+  // has released) lose their valid mark and join the slack, so that the
+  // merge annotates them as it annotates carved entries: "deleted", or
+  // "exists [...]" when a live copy of them exists.
+  void demote_valid_entries() {
+    for (auto& [key, entry] : valid) {
+      entry.is_valid = false;
+      slack.emplace(mft_entry_of(entry.parent_ref()), std::move(entry));
+    }
+    valid.clear();
+  }
+
+  // Takes every entry of `other` as slack (the entries of a released record).
+  void take_as_slack(entry_stores& other) {
+    other.demote_valid_entries();
+    slack.merge(other.slack);
+  }
 };
 
 struct entry_report {

@@ -47,6 +47,7 @@ constexpr uint32_t type_file_name = 0x30;
 constexpr uint32_t type_data = 0x80;
 constexpr uint32_t type_index_root = 0x90;
 constexpr uint32_t type_index_allocation = 0xA0;
+constexpr uint32_t type_bitmap = 0xB0;  // named "$I30": one bit per INDX record of the allocation
 constexpr uint32_t type_reparse_point = 0xC0;
 
 // $ATTRIBUTE_LIST entry, offsets from the start of the entry.
