@@ -1,12 +1,14 @@
 #include "ntfs/path_lookup.h"
 
 #include <deque>
+#include <optional>
 #include <vector>
 
 #include "ntfs/attributes.h"
 #include "ntfs/directory_tree.h"
 #include "ntfs/mft_format.h"
 #include "ntfs/mft_record.h"
+#include "ntfs/name_folding.h"
 #include "ntfs/ntfs.h"
 #include "ntfs/reparse_point.h"
 #include "ntfs/stream_reader.h"
@@ -19,29 +21,6 @@ namespace {
 constexpr int max_link_restarts = 32;
 // A reparse point's data never exceeds 16 KiB.
 constexpr uint64_t max_reparse_bytes = 16 * 1024;
-
-char16_t fold(char16_t c) {
-  if ((c >= u'A' && c <= u'Z') || (c >= 0xC0 && c <= 0xDE && c != 0xD7)) return c + 0x20;
-  if (c >= 0x100 && c <= 0x17F) {
-    if (c == 0x178) return 0xFF;
-    // Latin Extended-A pairs capital and small letter, capital first, with
-    // the pairing shifting by one between U+0138 and U+0149 and after U+0178.
-    const bool odd_pairs = (c >= 0x139 && c <= 0x148) || c >= 0x179;
-    const bool capital = odd_pairs ? (c & 1) != 0 : (c & 1) == 0;
-    const bool unpaired = c == 0x130 || c == 0x131 || c == 0x138 || c == 0x149 || c == 0x17F;
-    return capital && !unpaired ? c + 1 : c;
-  }
-  if (c >= 0x391 && c <= 0x3A9 && c != 0x3A2) return c + 0x20;
-  if (c >= 0x410 && c <= 0x42F) return c + 0x20;
-  if (c >= 0x400 && c <= 0x40F) return c + 0x50;
-  return c;
-}
-
-std::u16string folded(std::string_view name) {
-  std::u16string units = vk::utf8_to_utf16(name);
-  for (char16_t& c : units) c = fold(c);
-  return units;
-}
 
 std::deque<std::string> split_path(const std::string& path, char separator) {
   std::deque<std::string> segments;
@@ -62,6 +41,13 @@ struct lookup {
   const children_reader& read_children;
 };
 
+// The volume's case folding, read once.
+const name_folding& folding(CNtfs& volume) {
+  std::optional<name_folding>& known = volume.caches().folding;
+  if (!known) known = folding_of_volume(volume);
+  return *known;
+}
+
 const std::vector<directory_child>* children_of(const lookup& at, uint64_t directory) {
   auto& cache = at.volume.caches().children;
   if (const auto it = cache.find(directory); it != cache.end()) {
@@ -75,15 +61,20 @@ const std::vector<directory_child>* children_of(const lookup& at, uint64_t direc
     return nullptr;
   }
   vk::log_line("info: # children [%d]", static_cast<int>(children.size()));
+  // Each directory's names are folded once, when they are cached.
+  const name_folding& fold = folding(at.volume);
+  for (directory_child& child : children) child.folded_name = fold.fold(child.name);
   return &cache.emplace(directory, std::move(children)).first->second;
 }
 
-const directory_child* find_child(const std::vector<directory_child>& children, const std::string& name) {
+// An exact match wins over one that matches only once folded, so that POSIX
+// names differing in case resolve as written.
+const directory_child* find_child(const std::vector<directory_child>& children, const std::u16string& wanted,
+                                  const std::string& name) {
   const directory_child* folded_match = nullptr;
-  const std::u16string wanted = folded(name);
   for (const directory_child& child : children) {
     if (child.name == name) return &child;
-    if (folded_match == nullptr && folded(child.name) == wanted) folded_match = &child;
+    if (folded_match == nullptr && child.folded_name == wanted) folded_match = &child;
   }
   return folded_match;
 }
@@ -117,7 +108,7 @@ step_result take_segment(const lookup& at, walk_state& walk, const std::string& 
   const std::vector<directory_child>* children = children_of(at, walk.entries.back());
   if (children == nullptr) return step_result::failed;
   vk::log_line("info: get children names");
-  const directory_child* child = find_child(*children, segment);
+  const directory_child* child = find_child(*children, folding(at.volume).fold(segment), segment);
   if (child == nullptr) {
     vk::log_line(children->empty() ? "err: no child names" : "info: none found");
     return step_result::failed;

@@ -1,10 +1,8 @@
 // From a path to the MFT entry of the directory it names, walking the $I30
 // indexes from the root directory one segment at a time.
 //
-// Names are compared without regard to case, as Windows does.  The folding
-// used is simple and one-to-one: ASCII, Latin-1, Latin Extended-A, Greek and
-// Cyrillic capitals map to their small letters.  (A volume's own $UpCase
-// table can differ only for scripts beyond these.)  A name that matches
+// Names are compared without regard to case, as Windows does: through the
+// volume's own $UpCase table (ntfs/name_folding.h).  A name that matches
 // exactly is preferred over one that matches only after folding, so that
 // POSIX names differing in case resolve as written.
 #pragma once

@@ -4,11 +4,13 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "ntfs/mft_format.h"
+#include "ntfs/name_folding.h"
 #include "support/types.h"
 
 // The few fields of an MFT record that path building needs.
@@ -29,6 +31,7 @@ struct directory_child {
   uint16_t sequence = 0;
   std::string name;
   bool is_directory = false;
+  std::u16string folded_name;  // filled by path lookup when it caches the directory
 };
 
 struct volume_caches {
@@ -36,4 +39,6 @@ struct volume_caches {
   // The whole-volume scan filled `records` for every directory.
   bool scanned = false;
   std::map<uint64_t, std::vector<directory_child>> children;
+  // The volume's case folding, read on the first lookup.
+  std::optional<name_folding> folding;
 };
