@@ -6,7 +6,7 @@
 // quotes group a word, and the word {quote} stands for a lone double quote).
 // A word "<file" feeds tests/golden/file to standard input.
 // The run's working folder holds every fixture of tests/fixtures/*.gz and
-// tests/fixtures/{vmdk,disk,containers}/*.gz, decompressed, and the truncated copies
+// tests/fixtures/{vmdk,disk,containers,accuracy}/*.gz, decompressed, and the truncated copies
 // that tests/fixtures/vmdk/make_truncated_copies.sh derives from them, so
 // arguments and output name files relatively.
 //
@@ -93,6 +93,7 @@ const std::string& fixture_workdir() {
     unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/vmdk", *dir);
     unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/disk", *dir);
     unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/containers", *dir);
+    unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/accuracy", *dir);
     slix_test::shell("sh '" + std::string(SLIX_FIXTURES_DIR) + "/vmdk/make_truncated_copies.sh' '" + dir->path() + "'");
   }
   return dir->path();
