@@ -33,5 +33,10 @@ std::string decode_entry_name(const vk::le_reader& entry, size_t units) {
 }
 
 std::string valid_store_key(mft_ref parent, std::string_view name) {
-  return vk::dec(mft_entry_of(parent), store_key_width) + "_" + vk::to_lower(name);
+  std::string key;
+  key.reserve(store_key_width + 1 + name.size());
+  vk::append_dec(key, mft_entry_of(parent), store_key_width);
+  key += '_';
+  vk::append_lower(key, name);
+  return key;
 }

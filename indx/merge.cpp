@@ -89,11 +89,12 @@ void merge_slack_entry(entry_report& report, const entry_stores& stores, const v
 }  // namespace
 
 std::string identity_key(const indx_entry& entry) {
-  std::string key = vk::to_lower(entry.name);
-  key.reserve(key.size() + 4 * 21);
+  std::string key;
+  key.reserve(entry.name.size() + 4 * 21);
+  vk::append_lower(key, entry.name);
   for (const uint64_t time : {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()}) {
     key += '_';
-    key += vk::dec(time, identity_time_width);
+    vk::append_dec(key, time, identity_time_width);
   }
   return key;
 }

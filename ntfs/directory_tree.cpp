@@ -80,8 +80,12 @@ class mft_scan {
 
   void take(uint64_t entry, std::span<const uint8_t> record) {
     if (!has_file_signature(record)) return;
+    const record_header header = read_record_header(record);
+    // Only directories, and the extension records that may hold their names,
+    // need their names decoded: the files are the great majority.
+    if (!header.is_directory() && header.base_ref == 0) return;
     record_summary summary = summarize(record);
-    const mft_ref base = read_record_header(record).base_ref;
+    const mft_ref base = header.base_ref;
     if (base != 0 && summary.has_name) {
       file_name_value name{summary.parent_ref, summary.name_space, summary.name};
       const auto [it, added] = m_extension_names.emplace(mft_entry_of(base), name);

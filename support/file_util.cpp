@@ -35,6 +35,21 @@ ssize_t read_some(int fd, bool positional, uint8_t* data, size_t length, size_t 
   }
 }
 
+// Reads `size` bytes from the start of a regular file into `out`; a file
+// that shrank meanwhile gives what it still holds.
+int read_whole(int fd, size_t size, byte_array& out) {
+  out.resize(size);
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t n = read_some(fd, true, out.data() + done, size - done, done);
+    if (n < 0) return errno;
+    if (n == 0) break;
+    done += static_cast<size_t>(n);
+  }
+  out.resize(done);
+  return 0;
+}
+
 }  // namespace
 
 bool unique_fd::reset(int fd) {
@@ -85,10 +100,10 @@ int read_file_prefix(const std::string& path, size_t limit, byte_array& out) {
   if (::fstat(fd.get(), &info) != 0) return errno;
   if (S_ISDIR(info.st_mode)) return EISDIR;
   const bool positional = S_ISREG(info.st_mode) || S_ISBLK(info.st_mode);
-  // A regular file is read at its size; a stream grows the buffer as bytes
-  // arrive, up to the same limit.
+  // A regular file is read at its size, in one buffer; a stream grows the
+  // buffer as bytes arrive, up to the same limit.
   constexpr size_t chunk = 1 << 20;
-  if (S_ISREG(info.st_mode)) out.reserve(std::min<uint64_t>(limit, static_cast<uint64_t>(info.st_size)));
+  if (S_ISREG(info.st_mode)) return read_whole(fd.get(), std::min<uint64_t>(limit, static_cast<uint64_t>(info.st_size)), out);
   while (out.size() < limit) {
     const size_t old_size = out.size();
     out.resize(std::min(limit, old_size + chunk));

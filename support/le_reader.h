@@ -1,14 +1,17 @@
 // Bounds-checked access to bytes of the evidence.  le_reader, the
 // little-endian field reader, is the one way this tool reads an on-disk
-// integer.  Fields are decoded with shifts, never by casting packed
-// structs, so alignment and host byte order never matter.
+// integer.  Fields are copied out byte-wise (memcpy on a little-endian host,
+// shifts elsewhere), never read by casting packed structs, so alignment and
+// host byte order never matter.
 //
 // A read that does not fit inside the view returns 0 and marks the reader
 // failed; the mark is sticky, so a header can be read straight through and
 // checked once with ok().
 #pragma once
 
+#include <bit>
 #include <cstddef>
+#include <cstring>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -60,7 +63,13 @@ class le_reader {
       return 0;
     }
     uint64_t value = 0;
-    for (size_t i = 0; i < width; ++i) value |= uint64_t{m_bytes[off + i]} << (8 * i);
+    if constexpr (std::endian::native == std::endian::little) {
+      // The bytes are in the host's order already: one copy, no alignment
+      // assumed.  The bounds were checked above.
+      std::memcpy(&value, m_bytes.data() + off, width);
+    } else {
+      for (size_t i = 0; i < width; ++i) value |= uint64_t{m_bytes[off + i]} << (8 * i);
+    }
     return value;
   }
 

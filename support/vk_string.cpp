@@ -5,11 +5,17 @@
 namespace vk {
 
 std::string to_lower(std::string_view text) {
-  std::string out(text);
-  for (char& c : out) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+  std::string out;
+  append_lower(out, text);
   return out;
+}
+
+void append_lower(std::string& out, std::string_view text) {
+  const size_t start = out.size();
+  out.append(text);
+  for (size_t i = start; i < out.size(); ++i) {
+    if (out[i] >= 'A' && out[i] <= 'Z') out[i] = static_cast<char>(out[i] - 'A' + 'a');
+  }
 }
 
 std::string trim(std::string_view text, std::string_view chars) {
@@ -119,7 +125,10 @@ std::string utf16le_to_utf8(std::span<const uint8_t> bytes, size_t units) {
   auto unit_at = [&](size_t i) -> uint32_t { return bytes[2 * i] | (uint32_t{bytes[2 * i + 1]} << 8); };
   std::string out;
   out.reserve(units);
-  for (size_t i = 0; i < units; ++i) {
+  size_t i = 0;
+  // Most names are ASCII: those units go straight across.
+  while (i < units && bytes[2 * i + 1] == 0 && bytes[2 * i] < 0x80) out.push_back(static_cast<char>(bytes[2 * i++]));
+  for (; i < units; ++i) {
     const uint32_t u = unit_at(i);
     if (is_high_surrogate(u) && i + 1 < units && is_low_surrogate(unit_at(i + 1))) {
       append_utf8(out, 0x10000 + ((u - 0xD800) << 10) + (unit_at(i + 1) - 0xDC00));

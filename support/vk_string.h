@@ -11,6 +11,8 @@ namespace vk {
 
 // Byte-by-byte ASCII lower-casing, as used for every map key built from a name.
 std::string to_lower(std::string_view text);
+// The same, appended to `out`.
+void append_lower(std::string& out, std::string_view text);
 
 // Removes leading and trailing characters found in `chars`.
 std::string trim(std::string_view text, std::string_view chars = " \t\r\n");
