@@ -6,7 +6,7 @@
 //      an offset is asked for (bit 1) and a short image accepted (bit 0).
 //      The scan reads 16 KiB at 0 before anything else, so shorter disks
 //      stop there.
-//   1, 2: patches laid over a 64 MiB real disk (see overlay_disk.h):
+//   1, 2: patches laid over an 8 MiB real disk (see overlay_disk.h):
 //      fuzz/base/mbr_disk.base (MBR, an extended partition with three
 //      logical ones) or fuzz/base/gpt_disk.base (GPT, both tables), each
 //      with NTFS, FAT and ext2 heads at its partitions' starts.  Before the
