@@ -51,7 +51,7 @@ EOF
 }
 
 # A 2 MiB volume (512-byte sectors, 4096-byte clusters, 1024-byte records)
-# small enough that its metadata is a ~130 KiB base, with what a directory
+# small enough that its metadata is a 150 KiB base, with what a directory
 # analysis meets: nested directories, an index allocation with a deleted name
 # in its slack, a deleted and a renamed directory, reparse points on
 # directories (absolute and relative symlinks, a junction, a symlink to
