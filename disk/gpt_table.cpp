@@ -79,13 +79,39 @@ uint32_t mbr_sector_size_from_signature(std::span<const uint8_t> head, bool incl
   return 0;
 }
 
+namespace {
+
+bool is_primary_header(const vk::le_reader& header) { return header.u64(pf::gpt_current_lba) == 1 && header.ok(); }
+
+bool has_header_signature(const vk::le_reader& header) {
+  return vk::has_bytes_at(header.bytes(), pf::gpt_signature, pf::gpt_signature_text);
+}
+
+// The sector size of a GPT disk: where the protective MBR's signature says,
+// or, when no primary header lies there, the larger sector size whose LBA 1
+// holds a signed primary header.  Partitioning tools write the protective
+// MBR of a 4096-byte-sector disk with its signature at byte 510, as on a
+// 512-byte disk, so the signature alone would look for the header 3.5 KiB
+// too early.  0 when neither finds one.
+uint32_t gpt_sector_size(std::span<const uint8_t> probe) {
+  const uint32_t by_signature = mbr_sector_size_from_signature(probe, true);
+  if (by_signature == 0) return 0;
+  if (is_primary_header(vk::le_reader(probe).from(by_signature))) return by_signature;
+  for (const uint32_t size : pf::large_sector_sizes) {
+    const vk::le_reader header = vk::le_reader(probe).from(size);
+    if (size != by_signature && has_header_signature(header) && is_primary_header(header)) return size;
+  }
+  return 0;
+}
+
+}  // namespace
+
 bool read_gpt_table(disk& source, partition_list& rows) {
   std::vector<uint8_t> probe(pf::gpt_header_probe);
   probe.resize(source.read(0, probe));
-  const uint32_t sector_size = mbr_sector_size_from_signature(probe, true);
+  const uint32_t sector_size = gpt_sector_size(probe);
   if (sector_size == 0) return false;
   const vk::le_reader header = vk::le_reader(probe).from(sector_size);
-  if (header.u64(pf::gpt_current_lba) != 1 || !header.ok()) return false;
   // The protective MBR, the header and the entry array.
   rows.push_back(gpt_fixed_row(0, 1, sector_size, row_kind::gpt_structure));
   rows.push_back(gpt_fixed_row(1, 1, sector_size, row_kind::gpt_structure));

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace partition_format {
 
@@ -35,6 +36,8 @@ constexpr size_t ext_magic = 1024 + 56;  // u16 0xEF53
 constexpr uint16_t ext_magic_value = 0xEF53;
 
 // GPT header, offsets from the start of LBA 1.
+constexpr size_t gpt_signature = 0;  // 8 bytes "EFI PART"
+constexpr std::string_view gpt_signature_text = "EFI PART";
 constexpr size_t gpt_current_lba = 24;  // u64, 1 in the primary header
 constexpr size_t gpt_entries_lba = 72;  // u64 first sector of the entry array
 constexpr size_t gpt_entry_count = 80;  // u32

@@ -11,6 +11,8 @@
 #include "ntfs/mft_record.h"
 #include "ntfs/ntfs.h"
 #include "ntfs/stream_reader.h"
+#include "support/check.h"
+#include "support/checked_math.h"
 #include "support/vk_string.h"
 
 namespace {
@@ -124,7 +126,9 @@ bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progre
   const uint64_t count = records_to_scan(volume);
   const uint64_t record = volume.mft_record_size();
   const uint64_t cluster = volume.cluster_size();
-  const uint64_t chunk_bytes = std::max({scan_chunk_bytes, cluster, record});
+  // A small MFT needs no more buffer than the clusters that hold it.
+  const uint64_t mft_bytes = vk::saturating_mul(count, record) / cluster * cluster + cluster;
+  const uint64_t chunk_bytes = std::max({std::min(scan_chunk_bytes, mft_bytes), cluster, record});
   const uint64_t per_chunk = chunk_bytes / record;
   byte_array chunk(chunk_bytes);
   byte_array single;
@@ -132,6 +136,7 @@ bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progre
   for (uint64_t first = 0; first < count; first += per_chunk) {
     const uint64_t records = std::min(per_chunk, count - first);
     const uint64_t clusters = (records * record + cluster - 1) / cluster;
+    SLIX_CHECK(clusters * cluster <= chunk.size());
     // A chunk that cannot be read whole is taken record by record, so one
     // bad sector loses one record; entries no run maps are not read at all.
     const bool read = read_stream_clusters(volume, volume.mft_runs(), first * record / cluster, clusters,
