@@ -4,6 +4,7 @@
 #include <iterator>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "indx/entry_decode.h"
 #include "indx/indx_format.h"
@@ -79,16 +80,13 @@ bool is_terminating_entry(const vk::le_reader& entry) {
          entry.u16(fmt::ent_key_length) == 0 && entry.u16(fmt::ent_flags) == fmt::entry_flag_last;
 }
 
-// Searches the slack for the directory's own reference, the first field of
-// every key that names a file of this directory.
-void find_parent_ref_candidates(std::set<uint64_t>& candidates, mft_ref directory_ref, const vk::le_reader& slack) {
-  const uint64_t m = slack.size();
-  for (uint64_t h = 0; h + scan_step <= m; h += scan_step) {
-    if (slack.u64(h) != directory_ref) continue;
-    if (h < parent_hit_min || h + parent_hit_room > m) continue;
-    const uint64_t q = h - parent_hit_min;
-    if (is_plausible_entry(slack.from(q))) insert_candidate(candidates, q);
-  }
+// Where the parent-reference hit at slack offset h puts its entry; nothing
+// when the entry would not fit or is not plausible.
+std::optional<uint64_t> entry_start_for_parent_hit(const vk::le_reader& slack, uint64_t h) {
+  if (h < parent_hit_min || h + parent_hit_room > slack.size()) return std::nullopt;
+  const uint64_t q = h - parent_hit_min;
+  if (!is_plausible_entry(slack.from(q))) return std::nullopt;
+  return q;
 }
 
 // Chooses the entry start for a timestamp hit at slack offset h; nothing
@@ -110,16 +108,26 @@ std::optional<uint64_t> entry_start_for_time_hit(const vk::le_reader& slack, uin
   return std::nullopt;
 }
 
-void find_timestamp_candidates(std::set<uint64_t>& candidates, const vk::le_reader& slack) {
-  const uint64_t m = slack.size();
-  for (uint64_t i = 0; i + scan_step <= m;) {
-    if (!in_time_window(slack.u64(i))) {
-      i += scan_step;
-      continue;
+// Both detectors in one pass over the aligned words: the directory's own
+// reference (the first field of every key that names a file of this
+// directory) and plausible timestamps.  The timestamp detector skips the
+// rest of a key after each hit, whatever the hit gives.  Parent hits are
+// offered to the candidate set before timestamp hits, because the overlap
+// rules favour whichever candidate came first.
+void find_candidates(std::set<uint64_t>& candidates, mft_ref directory_ref, const vk::le_reader& slack) {
+  const bool look_for_parent = mft_entry_of(directory_ref) != 0;
+  std::vector<uint64_t> time_starts;
+  uint64_t next_time_word = 0;
+  for (uint64_t h = 0; h + scan_step <= slack.size(); h += scan_step) {
+    const uint64_t word = slack.u64(h);
+    if (look_for_parent && word == directory_ref) {
+      if (const std::optional<uint64_t> q = entry_start_for_parent_hit(slack, h)) insert_candidate(candidates, *q);
     }
-    if (const std::optional<uint64_t> q = entry_start_for_time_hit(slack, i)) insert_candidate(candidates, *q);
-    i += time_hit_skip;
+    if (h < next_time_word || !in_time_window(word)) continue;
+    if (const std::optional<uint64_t> q = entry_start_for_time_hit(slack, h)) time_starts.push_back(*q);
+    next_time_word = h + time_hit_skip;
   }
+  for (const uint64_t q : time_starts) insert_candidate(candidates, q);
 }
 
 // Turns candidate q into a slack entry; nothing when the entry does not fit
@@ -168,8 +176,7 @@ void carve_node_slack(entry_stores& stores, mft_ref directory_ref, const vk::le_
                       source_offset slack_offset) {
   const vk::le_reader slack(slack_view.bytes());
   std::set<uint64_t> candidates;
-  if (mft_entry_of(directory_ref) != 0) find_parent_ref_candidates(candidates, directory_ref, slack);
-  find_timestamp_candidates(candidates, slack);
+  find_candidates(candidates, directory_ref, slack);
   for (const uint64_t q : candidates) {
     std::optional<indx_entry> carved = carve_entry(slack, q, slack_offset);
     if (!carved) continue;
