@@ -88,11 +88,19 @@ struct append_case {
 
 void PrintTo(const append_case& c, std::ostream* os) { *os << c.layout; }
 
-class nobanner_append : public testing::TestWithParam<append_case> {};
+// A results file in a fresh folder, and runs of slix on dir_small into it.
+struct results_file {
+  slix_test::temp_dir dir;
+  std::string path = dir.file("report");
 
-std::vector<std::string> report_args(const std::string& layout, const std::string& results_file) {
-  return {"-indxfile", "dir_small.indx", "-all", layout, "-out", results_file};
-}
+  // The file's content after a run with `layout` and the `more` options.
+  std::string after_run(const std::string& layout, const std::vector<std::string>& more) const {
+    std::vector<std::string> args{"-indxfile", "dir_small.indx", "-all", layout, "-out", path};
+    args.insert(args.end(), more.begin(), more.end());
+    EXPECT_EQ(run_slix(args, "", fixtures().path()).status, 0) << layout;
+    return read_text(path);
+  }
+};
 
 std::string without_first_lines(const std::string& text, size_t count) {
   size_t start = 0;
@@ -100,32 +108,23 @@ std::string without_first_lines(const std::string& text, size_t count) {
   return text.substr(start);
 }
 
+class nobanner_append : public testing::TestWithParam<append_case> {};
+
 // A second run appended to a -nobanner report adds its rows, and no second
 // column header in the middle.
 TEST_P(nobanner_append, continues_without_a_second_header) {
-  const slix_test::temp_dir out;
-  const std::string file = out.file("report");
-  std::vector<std::string> args = report_args(GetParam().layout, file);
-  args.push_back("-nobanner");
-  ASSERT_EQ(run_slix(args, "", fixtures().path()).status, 0);
-  const std::string first = read_text(file);
-  args.push_back("-append");
-  ASSERT_EQ(run_slix(args, "", fixtures().path()).status, 0);
-  EXPECT_EQ(read_text(file), first + without_first_lines(first, GetParam().header_lines));
+  const results_file results;
+  const std::string first = results.after_run(GetParam().layout, {"-nobanner"});
+  EXPECT_EQ(results.after_run(GetParam().layout, {"-nobanner", "-append"}),
+            first + without_first_lines(first, GetParam().header_lines));
 }
 
 // An empty file given to -append has no header yet: it gets one.
 TEST_P(nobanner_append, an_empty_file_gets_its_header) {
-  const slix_test::temp_dir out;
-  const std::string file = out.file("report");
-  std::vector<std::string> args = report_args(GetParam().layout, file);
-  args.push_back("-nobanner");
-  ASSERT_EQ(run_slix(args, "", fixtures().path()).status, 0);
-  const std::string fresh = read_text(file);
-  slix_test::write_text(file, "");
-  args.push_back("-append");
-  ASSERT_EQ(run_slix(args, "", fixtures().path()).status, 0);
-  EXPECT_EQ(read_text(file), fresh);
+  const results_file results;
+  const std::string fresh = results.after_run(GetParam().layout, {"-nobanner"});
+  slix_test::write_text(results.path, "");
+  EXPECT_EQ(results.after_run(GetParam().layout, {"-nobanner", "-append"}), fresh);
 }
 
 INSTANTIATE_TEST_SUITE_P(layouts, nobanner_append,
@@ -137,17 +136,12 @@ INSTANTIATE_TEST_SUITE_P(layouts, nobanner_append,
 // -append) and the header, as it always has.
 TEST(append_without_nobanner, repeats_the_whole_report) {
   for (const std::string layout : {"-hexdump", "-csv", "-csvl2t", "-bodyfile"}) {
-    const slix_test::temp_dir out;
-    const std::string file = out.file("report");
-    std::vector<std::string> args = report_args(layout, file);
-    ASSERT_EQ(run_slix(args, "", fixtures().path()).status, 0);
-    const std::string first = read_text(file);
-    args.push_back("-append");
-    ASSERT_EQ(run_slix(args, "", fixtures().path()).status, 0);
+    const results_file results;
+    const std::string first = results.after_run(layout, {});
     std::string second = first;
-    const std::string echo_end = file + "\"\n";
-    second.replace(second.find(echo_end), echo_end.size(), file + " -append\"\n");
-    EXPECT_EQ(read_text(file), first + second) << layout;
+    const std::string echo_end = results.path + "\"\n";
+    second.replace(second.find(echo_end), echo_end.size(), results.path + " -append\"\n");
+    EXPECT_EQ(results.after_run(layout, {"-append"}), first + second) << layout;
   }
 }
 
