@@ -1,5 +1,7 @@
 #include "app/driver.h"
 
+#include <cstring>
+
 #include "app/command_line.h"
 #include "app/indx_file_mode.h"
 #include "app/report_output.h"
@@ -39,7 +41,9 @@ std::string compose_header(const arg_list& args, const indx_options& options) {
 int show_version(const indx_options& options) {
   vk::output_sink out;
   out << "slix " + options.version_label + "\n";
-  return out.finish() ? 0 : -1;
+  if (out.finish()) return 0;
+  vk::print_message("prob writing results to standard output: %s\n", std::strerror(out.error()));
+  return -1;
 }
 
 // With -nobanner (and -jsonl) the report holds only the layout's own lines:
