@@ -64,6 +64,9 @@ void read_layout_options(arg_list& args, indx_options& options) {
   if (take_flag("-csv", args)) options.format = output_format::csv;
   if (take_flag("-csvl2t", args)) options.format = output_format::log2timeline;
   if (take_flag("-bodyfile", args)) options.format = output_format::bodyfile;
+  if (take_flag("-jsonl", args)) options.format = output_format::jsonl;
+  // JSON Lines hold nothing but JSON objects: -jsonl implies -nobanner.
+  options.no_banner = take_flag("-nobanner", args) || options.format == output_format::jsonl;
   options.pair_datetime = take_flag("-pair_datetime", args);
   options.base10 = take_flag("-base10", args);
   take_value("-csv_separator", args, options.csv_separator);

@@ -1,5 +1,7 @@
 #include "app/driver.h"
 
+#include <cstring>
+
 #include "app/command_line.h"
 #include "app/indx_file_mode.h"
 #include "app/report_output.h"
@@ -35,6 +37,42 @@ std::string compose_header(const arg_list& args, const indx_options& options) {
   return header;
 }
 
+// --version: the banner line alone, the GNU convention.
+int show_version(const indx_options& options) {
+  vk::output_sink out;
+  out << "slix " + options.version_label + "\n";
+  if (out.finish()) return 0;
+  vk::print_message("prob writing results to standard output: %s\n", std::strerror(out.error()));
+  return -1;
+}
+
+// With -nobanner (and -jsonl) the report holds only the layout's own lines:
+// the header goes to standard error at once, before any message about the
+// options, so the run's provenance stays with it.  Nothing is then left to
+// write to the report.  The option reader sets report_options::no_banner from
+// the same two flags.
+std::string report_header(std::string header, const arg_list& args) {
+  if (!has_flag_from("-nobanner", args, 1) && !has_flag_from("-jsonl", args, 1)) return header;
+  vk::print_message("%s", header.c_str());
+  return {};
+}
+
+// The evidence named in -jsonl lines for a volume source, as the command
+// line gave it.
+std::string volume_evidence(const indx_options& options) {
+  if (!options.image_file.empty()) return options.image_file;
+  if (!options.vmdk_list.empty()) return options.vmdk_list;
+  return options.drive_number.empty() ? options.partition : "drive " + options.drive_number;
+}
+
+// Opens the report; a -nobanner report that continues a non-empty file
+// (-append) has its column header already.
+bool open_report(report_output& output, indx_options& options, const std::vector<std::string>& named_sources) {
+  if (!output.open(named_sources)) return false;
+  options.column_header = !(options.no_banner && output.continues_a_file());
+  return true;
+}
+
 // A run refused at start-up still shows what was asked, on standard output.
 int refuse(const std::string& header, bool show_usage) {
   report_output::show_header_only(header);
@@ -60,7 +98,7 @@ int run_indx_mode(indx_options& options, report_output& output, const std::strin
   // With -pipe the names come from standard input, read whole before the
   // results file is opened.
   const std::vector<std::string> names = indx_file_names(options);
-  if (!output.open(named_sources(options, names))) return refuse(header, false);
+  if (!open_report(output, options, named_sources(options, names))) return refuse(header, false);
   output.begin(header);
   entry_writer writer(options, output.sink());
   return run_indx_files(names, options, writer, output);
@@ -72,7 +110,8 @@ int run_mode(indx_options& options, const std::string& header) {
   // A volume source always means volume mode, and standard input stays
   // unread; without one, INDX-file mode runs when a file is named.
   if (has_volume_source(options) || options.indx_file.empty()) {
-    if (!output.open(named_sources(options, {}))) return refuse(header, false);
+    options.evidence = volume_evidence(options);
+    if (!open_report(output, options, named_sources(options, {}))) return refuse(header, false);
     status = run_volume_mode(options, output, header);
   } else {
     status = run_indx_mode(options, output, header);
@@ -91,7 +130,8 @@ int run_slix(int argc, char** argv) {
     return 0;
   }
   indx_options options;
-  const std::string header = compose_header(args, options);
+  if (has_flag_from("--version", args, 1)) return show_version(options);
+  const std::string header = report_header(compose_header(args, options), args);
   const int status = read_common_options(args, options);
   if (status == reader_show_usage || status == reader_failed) return refuse(header, status == reader_show_usage);
   read_selection_options(args, options);

@@ -40,6 +40,7 @@ int run_indx_file(const std::string& file_name, const indx_options& options, ent
     return -1;
   }
   writer.set_directory("");
+  writer.set_evidence(file_name);
   write_selected_entries(report, options, writer, source_buffers{.indx_file = block});
   return 0;
 }

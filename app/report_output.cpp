@@ -1,9 +1,21 @@
 #include "app/report_output.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstring>
 
 #include "support/message.h"
+
+namespace {
+
+// A regular file with something in it (a terminal, a pipe or a device never).
+bool holds_data(int fd) {
+  struct stat info {};
+  return ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
+}
+
+}  // namespace
 
 bool report_output::open(const std::vector<std::string>& named_sources) {
   if (!writes_results_file()) {
@@ -23,6 +35,7 @@ bool report_output::open(const std::vector<std::string>& named_sources) {
     return false;
   }
   m_identity = vk::identity_of_fd(fd.get());
+  m_continues_a_file = m_options.append && holds_data(fd.get());
   m_sink.emplace(std::move(fd));
   return true;
 }
@@ -47,7 +60,7 @@ void report_output::begin(const std::string& header) {
   if (m_begun) return;
   m_begun = true;
   if (writes_results_file()) m_sink->truncate_results();
-  *m_sink << header << "\n";
+  if (!header.empty()) *m_sink << header << "\n";
 }
 
 bool report_output::finish() {

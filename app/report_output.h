@@ -31,9 +31,12 @@ class report_output {
   // the header of what was asked.
   static void show_header_only(const std::string& header);
 
-  // Empties the results file and writes the report header; once.
+  // Empties the results file and writes the report header (none when it is
+  // empty: -nobanner); once.
   void begin(const std::string& header);
   bool writes_results_file() const { return !m_options.results_file.empty(); }
+  // True when -append opened a results file that already holds something.
+  bool continues_a_file() const { return m_continues_a_file; }
 
   vk::output_sink& sink() { return *m_sink; }
   bool failed() const { return m_sink && m_sink->failed(); }
@@ -49,4 +52,5 @@ class report_output {
   std::optional<vk::output_sink> m_sink;
   std::optional<vk::file_identity> m_identity;
   bool m_begun = false;
+  bool m_continues_a_file = false;
 };

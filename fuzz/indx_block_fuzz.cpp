@@ -1,6 +1,6 @@
 // Arbitrary bytes as an INDX file: record loop, fixups, valid walk, slack
 // carving, merge, then every writer layout (text with hex dump, CSV, paired
-// CSV, log2timeline, bodyfile) over the selected entries.
+// CSV, log2timeline, bodyfile, JSON Lines) over the selected entries.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -17,14 +17,15 @@
 namespace {
 
 void write_all_layouts(const entry_report& report, std::span<const uint8_t> block) {
-  for (int layout = 0; layout < 5; ++layout) {
+  for (int layout = 0; layout < 6; ++layout) {
     indx_options options;
     options.valid = false;  // every entry, valid and slack
     options.hexdump = layout == 0;
     options.format = layout == 0 ? output_format::text
                      : layout <= 2 ? output_format::csv
                      : layout == 3 ? output_format::log2timeline
-                                   : output_format::bodyfile;
+                     : layout == 4 ? output_format::bodyfile
+                                   : output_format::jsonl;
     options.pair_datetime = layout == 2;
     options.nodups = layout == 4;
     build_time_format_spec(options.time_spec, options.date_format, options.time_format, options.pair_datetime);

@@ -74,3 +74,8 @@ std::string source_type_text(uint32_t attr_type) {
 }
 
 const char* validity_word(const indx_entry& entry) { return entry.is_valid ? "valid" : "slack"; }
+
+std::string validity_text(const indx_entry& entry) {
+  if (entry.is_valid) return "valid";
+  return entry.annotation.empty() ? "slack" : "slack, " + entry.annotation;
+}

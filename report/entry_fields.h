@@ -35,3 +35,6 @@ std::string source_type_text(uint32_t attr_type);
 
 // "valid" or "slack".
 const char* validity_word(const indx_entry& entry);
+
+// "valid", "slack", or "slack, " and the annotation ("slack, deleted").
+std::string validity_text(const indx_entry& entry);

@@ -1,10 +1,21 @@
 #include "report/entry_writer.h"
 
+#include "report/jsonl_writer.h"
 #include "report/text_block.h"
 #include "report/timeline_writer.h"
 
+namespace {
+
+// The Sleuth Kit's own bodyfiles (fls -m) have no header line; -nobanner
+// writes them so.
+bool writes_column_header(const report_options& options) {
+  return options.column_header && !(options.no_banner && options.format == output_format::bodyfile);
+}
+
+}  // namespace
+
 entry_writer::entry_writer(const report_options& options, vk::output_sink& out)
-    : m_options(options), m_out(out) {}
+    : m_options(options), m_out(out), m_evidence(options.evidence), m_header_pending(writes_column_header(options)) {}
 
 void entry_writer::write(const indx_entry& entry, std::span<const uint8_t> record_buffer) {
   switch (m_options.format) {
@@ -12,18 +23,19 @@ void entry_writer::write(const indx_entry& entry, std::span<const uint8_t> recor
       m_out.write(format_text_block(entry, m_directory, m_options, record_buffer));
       break;
     case output_format::csv:
-      if (m_first_call) {
-        m_csv.emplace(m_options);
-        m_out.write(m_csv->header());
-        m_first_call = false;
-      }
+      if (!m_csv) m_csv.emplace(m_options);
+      if (m_header_pending) m_out.write(m_csv->header());
+      m_header_pending = false;
       m_out.write(m_csv->row(entry, m_directory));
       break;
     case output_format::log2timeline:
-      write_log2timeline_rows(m_first_call, m_out, make_timeline_record(entry, m_directory, m_options), m_options);
+      write_log2timeline_rows(m_header_pending, m_out, make_timeline_record(entry, m_directory, m_options), m_options);
       break;
     case output_format::bodyfile:
-      write_bodyfile_line(m_first_call, m_out, make_bodyfile_record(entry, m_directory, m_options));
+      write_bodyfile_line(m_header_pending, m_out, make_bodyfile_record(entry, m_directory, m_options));
+      break;
+    case output_format::jsonl:
+      m_out.write(jsonl_lines(entry, m_directory, m_evidence, m_options));
       break;
   }
 }

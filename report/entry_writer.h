@@ -1,6 +1,6 @@
 // The entry writer: every entry selected for the report passes through here
 // and comes out in the layout the options chose (text block, CSV row,
-// log2timeline rows or bodyfile line).
+// log2timeline rows, bodyfile line or JSON lines).
 #pragma once
 
 #include <cstdint>
@@ -20,11 +20,15 @@ class entry_writer {
   // Directory path put before every name ("" in INDX-file mode; "\\dir\\"
   // style in volume mode, always ending in a backslash).
   void set_directory(const std::string& path) { m_directory = path; }
+  // The evidence the following entries come from (-jsonl names it on every
+  // line): each INDX file in turn.  A volume's is report_options::evidence.
+  void set_evidence(const std::string& name) { m_evidence = name; }
 
   // Writes one entry in the selected layout.  `record_buffer` is the raw
   // buffer the entry came from (its offset indexes into it), used only by
   // -hexdump.  The first call of a run writes the CSV, log2timeline or
-  // bodyfile header line before its row.
+  // bodyfile header line before its row, unless report_options say the
+  // report has none (-nobanner: no bodyfile header; a continued file).
   void write(const indx_entry& entry, std::span<const uint8_t> record_buffer);
 
  private:
@@ -34,5 +38,6 @@ class entry_writer {
   // options as they stand once the run has started.
   std::optional<csv_writer> m_csv;
   std::string m_directory;
-  bool m_first_call = true;
+  std::string m_evidence;
+  bool m_header_pending;
 };

@@ -7,7 +7,7 @@
 
 #include "report/time_format.h"
 
-enum class output_format { text, csv, log2timeline, bodyfile };
+enum class output_format { text, csv, log2timeline, bodyfile, jsonl };
 
 struct report_options {
   output_format format = output_format::text;
@@ -23,4 +23,14 @@ struct report_options {
   time_format_spec time_spec;
   // The source-type label the log2timeline rows carry.
   std::string source_label = "NTFS:INDX";
+  // -nobanner: the report holds only the layout's own lines (the banner and
+  // the command line go to standard error), and a bodyfile has no header.
+  bool no_banner = false;
+  // False when the report continues a file that already holds its column
+  // header (-append -nobanner to a non-empty results file).
+  bool column_header = true;
+  // The evidence a volume's entries come from, named in every -jsonl line:
+  // the -image path, the -vmdk list, or the device.  INDX-file mode names
+  // each file itself (entry_writer::set_evidence).
+  std::string evidence;
 };

@@ -26,11 +26,6 @@ std::string time_text(uint64_t filetime, const report_options& options) {
   return date + " " + time + " [UTC]";
 }
 
-std::string entry_line_text(const indx_entry& entry) {
-  if (entry.is_valid) return "valid";
-  return entry.annotation.empty() ? "slack" : "slack, " + entry.annotation;
-}
-
 void append_reference_lines(std::string& block, const indx_entry& entry) {
   const char* corrupted = "<corrupted>";
   const uint16_t sequence = mft_sequence_of(entry.file_ref);
@@ -65,7 +60,7 @@ std::string format_text_block(const indx_entry& entry, const std::string& direct
   std::string block;
   append_line(block, "Name:", full_name_of(entry, directory));
   append_reference_lines(block, entry);
-  append_line(block, "Entry:", entry_line_text(entry));
+  append_line(block, "Entry:", validity_text(entry));
   append_time_lines(block, entry, options);
   if (!entry.is_dir) {
     append_line(block, "Size allocated:", hex_and_decimal(entry.alloc_size(), size_digits));

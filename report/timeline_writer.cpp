@@ -1,5 +1,7 @@
 #include "report/timeline_writer.h"
 
+#include <algorithm>
+
 #include "report/csv_cells.h"
 #include "report/entry_fields.h"
 #include "report/time_format.h"
@@ -43,16 +45,10 @@ std::string log2timeline_header(const report_options& options) {
 
 // The row of one timestamp value, carrying the letters and labels of every
 // timestamp of the entry that holds the same value.
-std::string log2timeline_row(const timeline_record& record, uint64_t value, const report_options& options) {
-  std::string macb = "....";
-  std::string type;
-  for (size_t i = 0; i < record.times.size(); ++i) {
-    if (record.times[i] != value) continue;
-    macb[i] = macb_letters[i];
-    type += (type.empty() ? "" : "; ") + std::string(time_labels[i]);
-  }
+std::string log2timeline_row(const timeline_record& record, const timestamp_group& group,
+                             const report_options& options) {
   std::string date, time;
-  const bool rendered = render_filetime(value, options.time_spec, date, time);
+  const bool rendered = render_filetime(group.value, options.time_spec, date, time);
   csv_line line(csv_separator_of(options));
   if (options.pair_datetime) {
     line.add(rendered ? date + " " + time : std::string());
@@ -61,18 +57,11 @@ std::string log2timeline_row(const timeline_record& record, uint64_t value, cons
     line.add(time);
   }
   for (const std::string& cell :
-       {std::string(timeline_timezone), macb, std::string(timeline_source), record.source_type, type, record.user,
-        record.host, record.short_text, record.description, std::string(timeline_version), record.full_name,
-        record.inode, record.notes, std::string(timeline_format), record.extra})
+       {std::string(timeline_timezone), group.macb, std::string(timeline_source), record.source_type, group.labels,
+        record.user, record.host, record.short_text, record.description, std::string(timeline_version),
+        record.full_name, record.inode, record.notes, std::string(timeline_format), record.extra})
     line.add(cell);
   return line.finish();
-}
-
-bool is_first_of_value(const timeline_record& record, size_t index) {
-  for (size_t i = 0; i < index; ++i) {
-    if (record.times[i] == record.times[index]) return false;
-  }
-  return true;
 }
 
 // A bodyfile line must stay one line with eleven fields.
@@ -103,19 +92,27 @@ timeline_record make_timeline_record(const indx_entry& entry, const std::string&
   return record;
 }
 
-// Rows come in M, A, C, B order of each value's first appearance.  A time
-// that does not convert (zero included) keeps its row, with empty date and
-// time, so no entry is lost from the timeline.
+std::vector<timestamp_group> timestamp_groups(const std::array<uint64_t, 4>& times) {
+  std::vector<timestamp_group> groups;
+  for (size_t i = 0; i < times.size(); ++i) {
+    const auto holds = [value = times[i]](const timestamp_group& group) { return group.value == value; };
+    auto group = std::find_if(groups.begin(), groups.end(), holds);
+    if (group == groups.end()) group = groups.insert(groups.end(), timestamp_group{times[i], "....", ""});
+    group->macb[i] = macb_letters[i];
+    group->labels += (group->labels.empty() ? "" : "; ") + std::string(time_labels[i]);
+  }
+  return groups;
+}
+
+// A row whose time does not convert has empty date and time cells.
 void write_log2timeline_rows(bool& first_call, vk::output_sink& out, const timeline_record& record,
                              const report_options& options) {
   if (first_call) {
     out.write(log2timeline_header(options));
     first_call = false;
   }
-  for (size_t i = 0; i < record.times.size(); ++i) {
-    if (is_first_of_value(record, i))
-      out.write(log2timeline_row(record, record.times[i], options));
-  }
+  for (const timestamp_group& group : timestamp_groups(record.times))
+    out.write(log2timeline_row(record, group, options));
 }
 
 int64_t bodyfile_seconds(uint64_t filetime) {

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "report/report_options.h"
 #include "indx/indx_entry.h"
@@ -28,6 +29,20 @@ struct timeline_record {
 
 timeline_record make_timeline_record(const indx_entry& entry, const std::string& directory,
                                      const report_options& options);
+
+// One distinct timestamp value of an entry, with the MACB letters ("M.C.")
+// and the labels ("Last Modified; MFT Change") of every time that holds it.
+struct timestamp_group {
+  uint64_t value = 0;
+  std::string macb;
+  std::string labels;
+};
+
+// The groups of the modified, accessed, MFT changed and created times, in the
+// order each value first appears: the rows of -csvl2t and the lines of
+// -jsonl.  A time that does not convert (zero included) is a value like any
+// other and keeps its group, so no entry is lost from a timeline.
+std::vector<timestamp_group> timestamp_groups(const std::array<uint64_t, 4>& times);
 
 // Writes the header when `first_call` is set (and clears it), then one row per
 // distinct timestamp value of the record.

@@ -6,11 +6,16 @@
 
 #include <cerrno>
 
+#include "support/message.h"
+
 namespace vk {
 
-output_sink::output_sink() : m_fd(STDOUT_FILENO) { m_buffer.reserve(flush_threshold * 2); }
+output_sink::output_sink() : m_fd(STDOUT_FILENO), m_terminal(::isatty(m_fd) == 1) {
+  m_buffer.reserve(flush_threshold * 2);
+}
 
-output_sink::output_sink(unique_fd results_file) : m_owned(std::move(results_file)), m_fd(m_owned.get()) {
+output_sink::output_sink(unique_fd results_file)
+    : m_owned(std::move(results_file)), m_fd(m_owned.get()), m_terminal(::isatty(m_fd) == 1) {
   m_buffer.reserve(flush_threshold * 2);
 }
 
@@ -36,6 +41,7 @@ void output_sink::write(std::string_view text) {
 }
 
 void output_sink::flush() {
+  if (m_terminal && !m_buffer.empty()) status_line::clear();
   const char* data = m_buffer.data();
   size_t left = m_buffer.size();
   while (left > 0 && m_error == 0) {

@@ -2,6 +2,11 @@
 // gathered in a large buffer and written with few system calls; nothing is
 // flushed per line.
 //
+// Report text written to a terminal first erases the status line, which
+// stands on the last line of the terminal without a line feed: the report
+// never continues the status text, and the next status line is drawn below
+// the report.
+//
 // A failed write is remembered with its errno, and every later write is
 // dropped: the caller asks failed() between pieces of work and reports the
 // failure once, so a full disk ends the run instead of hiding under exit 0.
@@ -53,6 +58,7 @@ class output_sink {
   static constexpr size_t flush_threshold = 1 << 16;
   unique_fd m_owned;
   int m_fd;
+  bool m_terminal;
   int m_error = 0;
   std::string m_buffer;
 };

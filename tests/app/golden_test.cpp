@@ -145,6 +145,7 @@ std::string case_name(const testing::TestParamInfo<golden_case>& info) { return 
 
 INSTANTIATE_TEST_SUITE_P(indx_file, golden, testing::ValuesIn(load_cases("cases.txt")), case_name);
 INSTANTIATE_TEST_SUITE_P(volume, golden, testing::ValuesIn(load_cases("cases_volume.txt")), case_name);
+INSTANTIATE_TEST_SUITE_P(timeline, golden, testing::ValuesIn(load_cases("cases_timeline.txt")), case_name);
 INSTANTIATE_TEST_SUITE_P(windows_images, golden_shared, testing::ValuesIn(load_cases("cases_shared.txt")), case_name);
 
 }  // namespace

@@ -1,0 +1,126 @@
+#include "report/json_text.h"
+
+#include <array>
+
+namespace {
+
+constexpr std::string_view replacement_character = "\xEF\xBF\xBD";
+constexpr std::array<char, 16> hex_digits{'0', '1', '2', '3', '4', '5', '6', '7',
+                                          '8', '9', 'a', 'b', 'c', 'd', 'e', 'f'};
+
+void append_unicode_escape(std::string& out, uint32_t code_point) {
+  out += "\\u";
+  for (int shift = 12; shift >= 0; shift -= 4) out.push_back(hex_digits[(code_point >> shift) & 0x0F]);
+}
+
+bool must_escape(uint32_t code_point) {
+  return code_point < 0x20 || (code_point >= 0x7F && code_point <= 0x9F) || code_point == 0x2028 ||
+         code_point == 0x2029;
+}
+
+// The well-formed UTF-8 sequence at the start of `text`: its length and code
+// point, or the length of the maximal ill-formed part to replace (code point
+// absent).  The second byte's range excludes overlong forms, surrogates and
+// code points past U+10FFFF, as the Unicode table of well-formed sequences
+// does.
+struct utf8_step {
+  size_t length = 1;
+  bool well_formed = false;
+  uint32_t code_point = 0;
+};
+
+utf8_step decode_utf8(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text[0]);
+  utf8_step step;
+  size_t length = 0;
+  unsigned char low = 0x80, high = 0xBF;
+  if (lead < 0x80) return {1, true, lead};
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2;
+    step.code_point = lead & 0x1Fu;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3;
+    step.code_point = lead & 0x0Fu;
+    if (lead == 0xE0) low = 0xA0;
+    if (lead == 0xED) high = 0x9F;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4;
+    step.code_point = lead & 0x07u;
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;
+  } else {
+    return step;
+  }
+  for (step.length = 1; step.length < length; ++step.length) {
+    if (step.length >= text.size()) return step;
+    const auto next = static_cast<unsigned char>(text[step.length]);
+    if (next < low || next > high) return step;
+    step.code_point = (step.code_point << 6) | (next & 0x3Fu);
+    low = 0x80;
+    high = 0xBF;
+  }
+  step.well_formed = true;
+  return step;
+}
+
+}  // namespace
+
+void append_json_string(std::string& out, std::string_view text) {
+  out.push_back('"');
+  while (!text.empty()) {
+    const utf8_step step = decode_utf8(text);
+    if (!step.well_formed) {
+      out += replacement_character;
+    } else if (step.code_point == '"' || step.code_point == '\\') {
+      out.push_back('\\');
+      out.push_back(static_cast<char>(step.code_point));
+    } else if (must_escape(step.code_point)) {
+      append_unicode_escape(out, step.code_point);
+    } else {
+      out.append(text.substr(0, step.length));
+    }
+    text.remove_prefix(step.length);
+  }
+  out.push_back('"');
+}
+
+void json_object::key(std::string_view name) {
+  if (m_text.size() > 1) m_text.push_back(',');
+  append_json_string(m_text, name);
+  m_text.push_back(':');
+}
+
+json_object& json_object::text(std::string_view key_name, std::string_view value) {
+  key(key_name);
+  append_json_string(m_text, value);
+  return *this;
+}
+
+json_object& json_object::number(std::string_view key_name, uint64_t value) {
+  key(key_name);
+  m_text += std::to_string(value);
+  return *this;
+}
+
+json_object& json_object::signed_number(std::string_view key_name, int64_t value) {
+  key(key_name);
+  m_text += std::to_string(value);
+  return *this;
+}
+
+json_object& json_object::boolean(std::string_view key_name, bool value) {
+  key(key_name);
+  m_text += value ? "true" : "false";
+  return *this;
+}
+
+json_object& json_object::null(std::string_view key_name) {
+  key(key_name);
+  m_text += "null";
+  return *this;
+}
+
+std::string json_object::finish() {
+  m_text.append("}\n");
+  return std::move(m_text);
+}

@@ -1,0 +1,33 @@
+// JSON text (RFC 8259) from the evidence's strings and numbers.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// Appends `text` as a JSON string, quotes included.  `"` and `\` are escaped;
+// every control character (U+0000 to U+001F, DEL, U+0080 to U+009F) and the
+// line and paragraph separators U+2028 and U+2029 are written \uXXXX, so no
+// control character reaches the output raw and a line stays one line for
+// every reader.  A byte sequence that is not well-formed UTF-8 (a command-line
+// argument, a file name read from -pipe) becomes U+FFFD, one for each maximal
+// ill-formed part, so the text is valid UTF-8 and valid JSON whatever bytes
+// it was given.
+void append_json_string(std::string& out, std::string_view text);
+
+// One JSON object on one line, its members in the order they are added.
+class json_object {
+ public:
+  json_object& text(std::string_view key, std::string_view value);
+  json_object& number(std::string_view key, uint64_t value);
+  json_object& signed_number(std::string_view key, int64_t value);
+  json_object& boolean(std::string_view key, bool value);
+  json_object& null(std::string_view key);
+  // The object with its closing brace and a line feed; the object is then
+  // used up.
+  std::string finish();
+
+ private:
+  void key(std::string_view name);
+  std::string m_text = "{";
+};

@@ -1,0 +1,32 @@
+// The -jsonl layout: JSON Lines for timeline tools.  Each entry gives one
+// line per distinct timestamp value, grouped as the log2timeline rows are
+// (timestamp_groups), and each line is one JSON object holding the time, the
+// labels of the times that share it, and every field of the entry.  There is
+// no header line and no banner: every line of the output parses on its own.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "indx/indx_entry.h"
+#include "report/report_options.h"
+
+// The time members of one line.  A FILETIME that converts to a calendar
+// time from 1601 to 9999 (four-digit years, which is what ISO 8601 readers
+// take) gives its ISO 8601 UTC text with the full seven-digit fraction
+// ("2026-11-22T11:10:21.5641234Z") and microseconds since 1970 (negative
+// before 1970).  Any other value (0, 2^63 and above, a year past 9999) is not
+// a time: "1970-01-01T00:00:00.0000000Z" and 0 stand in, so a timeline tool
+// still takes the line, and the line's "time_valid" member says false.
+struct json_time {
+  bool valid = false;
+  std::string datetime = "1970-01-01T00:00:00.0000000Z";
+  int64_t microseconds = 0;
+};
+
+json_time json_time_of(uint64_t filetime);
+
+// The lines of one entry.  `directory` is put before the name; `evidence`
+// names the image, VMDK list, device or INDX file the entry came from.
+std::string jsonl_lines(const indx_entry& entry, const std::string& directory, const std::string& evidence,
+                        const report_options& options);
