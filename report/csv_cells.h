@@ -9,6 +9,7 @@
 // never cut; the last cell is padded too.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -22,17 +23,25 @@ std::string csv_separator_of(const report_options& options);
 // Characters in a UTF-8 text (bytes that do not continue a sequence).
 size_t utf8_length(std::string_view text);
 
+// One line at a time, built in a buffer that is kept from line to line.
 class csv_line {
  public:
-  explicit csv_line(std::string_view separator) : m_separator(separator) {}
+  explicit csv_line(std::string_view separator);
 
-  // Appends one cell, quoted when needed, padded to `width` if another cell follows.
+  // Appends one cell, quoted when needed, padded to `width` characters.
   void add(std::string_view cell, size_t width = 0);
-  // The finished line, ending in a line feed.
-  std::string finish();
+  // The finished line, ending in a line feed; the next add() starts a new
+  // line.  The view stays valid until then.
+  std::string_view finish_view();
+  std::string finish() { return std::string(finish_view()); }
 
  private:
+  bool needs_quotes(std::string_view cell) const;
+
   std::string m_separator;
+  // The bytes that force quoting: '"', CR, LF and a one-byte separator.
+  std::array<bool, 256> m_special{};
   std::string m_text;
   bool m_empty = true;
+  bool m_finished = false;
 };

@@ -6,6 +6,7 @@
 #include "report/entry_fields.h"
 #include "report/time_format.h"
 #include "support/types.h"
+#include "support/vk_string.h"
 
 namespace {
 
@@ -17,7 +18,9 @@ constexpr size_t number_width = 10, type_width = 5, dir_file_width = 8, name_wid
 csv_writer::csv_writer(const report_options& options)
     : m_options(options),
       m_separator(csv_separator_of(options)),
-      m_padded(options.pair_datetime && !options.no_whitespace) {
+      m_padded(options.pair_datetime && !options.no_whitespace),
+      m_line(m_separator),
+      m_times(options.time_spec) {
   add_column("offset", number_width);
   for (const char* name : {"mft entry", "mft seqnum", "parent mft", "par seqnum"}) add_column(name, number_width);
   add_column("type", type_width);
@@ -51,46 +54,54 @@ std::string csv_writer::header() const {
   return line.finish();
 }
 
-std::string csv_writer::row(const indx_entry& entry, const std::string& directory) const {
-  const std::vector<std::string> cells = row_cells(entry, directory);
-  SLIX_CHECK(cells.size() == m_columns.size());
-  csv_line line(m_separator);
-  for (size_t i = 0; i < cells.size(); ++i) line.add(cells[i], m_columns[i].width);
-  return line.finish();
+std::string_view csv_writer::row(const indx_entry& entry, const std::string& directory) {
+  m_next_column = 0;
+  add_number_cell(entry.offset.bytes);
+  if (entry_number_missing(entry)) {
+    add_cell({});
+  } else {
+    add_number_cell(mft_entry_of(entry.file_ref));
+  }
+  add_number_cell(mft_sequence_of(entry.file_ref));
+  add_number_cell(mft_entry_of(entry.parent_ref()));
+  add_number_cell(mft_sequence_of(entry.parent_ref()));
+  add_cell(validity_word(entry));
+  for (uint64_t filetime : {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()})
+    add_time_cells(filetime);
+  add_cell(entry.is_dir ? "dir" : "file");
+  add_number_cell(entry.alloc_size());
+  add_number_cell(entry.real_size());
+  add_cell(m_flags_text.text_of(entry.attr_flags()));
+  m_name.assign(directory);
+  vk::append_display_name(m_name, entry.name);
+  add_cell(m_name);
+  add_cell(entry.annotation);
+  if (!m_options.username.empty()) add_cell(m_options.username);
+  if (!m_options.hostname.empty()) add_cell(m_options.hostname);
+  SLIX_CHECK(m_next_column == m_columns.size());
+  return m_line.finish_view();
 }
 
-std::vector<std::string> csv_writer::row_cells(const indx_entry& entry, const std::string& directory) const {
-  const bool base10 = m_options.base10;
-  std::vector<std::string> cells;
-  cells.reserve(m_columns.size());
-  cells.push_back(cell_number(entry.offset.bytes, base10));
-  cells.push_back(entry_number_missing(entry) ? std::string() : cell_number(mft_entry_of(entry.file_ref), base10));
-  cells.push_back(cell_number(mft_sequence_of(entry.file_ref), base10));
-  cells.push_back(cell_number(mft_entry_of(entry.parent_ref()), base10));
-  cells.push_back(cell_number(mft_sequence_of(entry.parent_ref()), base10));
-  cells.push_back(validity_word(entry));
-  for (uint64_t filetime : {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()})
-    add_time_cells(cells, filetime);
-  cells.push_back(entry.is_dir ? "dir" : "file");
-  cells.push_back(cell_number(entry.alloc_size(), base10));
-  cells.push_back(cell_number(entry.real_size(), base10));
-  cells.push_back(attr_flags_text(entry.attr_flags()));
-  cells.push_back(full_name_of(entry, directory));
-  cells.push_back(entry.annotation);
-  if (!m_options.username.empty()) cells.push_back(m_options.username);
-  if (!m_options.hostname.empty()) cells.push_back(m_options.hostname);
-  return cells;
+void csv_writer::add_cell(std::string_view text) {
+  SLIX_CHECK(m_next_column < m_columns.size());
+  m_line.add(text, m_columns[m_next_column++].width);
 }
+
+void csv_writer::add_number_cell(uint64_t value) { add_cell(number_cell(value, m_options.base10).view()); }
 
 // With -pair_datetime one cell holds date, blank and time; a time that does
 // not convert leaves the cell (or both cells) empty.
-void csv_writer::add_time_cells(std::vector<std::string>& cells, uint64_t filetime) const {
-  std::string date, time;
-  const bool rendered = render_filetime(filetime, m_options.time_spec, date, time);
+void csv_writer::add_time_cells(uint64_t filetime) {
+  const bool rendered = m_times.render(filetime);
   if (!m_options.pair_datetime) {
-    cells.push_back(std::move(date));
-    cells.push_back(std::move(time));
+    add_cell(m_times.date());
+    add_cell(m_times.time());
+  } else if (!rendered) {
+    add_cell({});
   } else {
-    cells.push_back(rendered ? date + " " + time : std::string());
+    m_name.assign(m_times.date());
+    m_name += ' ';
+    m_name += m_times.time();
+    add_cell(m_name);
   }
 }

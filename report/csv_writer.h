@@ -4,18 +4,23 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "report/report_options.h"
 #include "indx/indx_entry.h"
+#include "report/csv_cells.h"
+#include "report/entry_fields.h"
+#include "report/report_options.h"
+#include "report/time_format.h"
 
 class csv_writer {
  public:
   explicit csv_writer(const report_options& options);
 
   std::string header() const;
-  // `directory` is put before the entry's name.
-  std::string row(const indx_entry& entry, const std::string& directory) const;
+  // `directory` is put before the entry's name.  The row is built in a
+  // buffer the writer keeps; the view stays valid until the next row.
+  std::string_view row(const indx_entry& entry, const std::string& directory);
 
  private:
   struct column {
@@ -24,12 +29,20 @@ class csv_writer {
   };
 
   void add_column(std::string name, size_t width);
-  std::vector<std::string> row_cells(const indx_entry& entry, const std::string& directory) const;
-  void add_time_cells(std::vector<std::string>& cells, uint64_t filetime) const;
+  // Appends the next cell of the row.
+  void add_cell(std::string_view text);
+  void add_number_cell(uint64_t value);
+  void add_time_cells(uint64_t filetime);
+
 
   const report_options& m_options;
   std::string m_separator;
   // Cells are padded only with -pair_datetime and without -no_whitespace.
   bool m_padded;
   std::vector<column> m_columns;
+  csv_line m_line;
+  size_t m_next_column = 0;
+  time_renderer m_times;
+  flags_text_cache m_flags_text;
+  std::string m_name;
 };

@@ -50,8 +50,10 @@ std::string hex_and_decimal(uint64_t value, int width) {
   return "0x" + vk::hex(value, width) + " [" + vk::dec(value) + "]";
 }
 
-std::string cell_number(uint64_t value, bool base10) {
-  return base10 ? vk::dec(value) : "0x" + vk::hex(value, cell_hex_digits);
+std::string cell_number(uint64_t value, bool base10) { return std::string(number_cell(value, base10).view()); }
+
+vk::number_text number_cell(uint64_t value, bool base10) {
+  return base10 ? vk::number_text::dec(value) : vk::number_text::hex(value, cell_hex_digits).prefixed("0x");
 }
 
 std::string attr_flags_text(uint32_t flags) {

@@ -4,9 +4,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "indx/indx_entry.h"
+#include "support/number_text.h"
 
 // Directory path followed by the entry's name, as shown (vk::display_name).
 std::string full_name_of(const indx_entry& entry, const std::string& directory);
@@ -22,6 +25,7 @@ std::string hex_and_decimal(uint64_t value, int width);
 // A number in a CSV or timeline cell: "0x" and at least eight zero-filled
 // hexadecimal digits, or plain decimal with -base10.
 std::string cell_number(uint64_t value, bool base10);
+vk::number_text number_cell(uint64_t value, bool base10);
 
 // The NTFS file attribute names of the set bits, in bit order, joined by "+"
 // (a joiner that no layout uses as its separator, and that cannot be
@@ -29,6 +33,23 @@ std::string cell_number(uint64_t value, bool base10);
 // without a name follow as one "0x" hexadecimal value, so no bit is lost
 // where the text stands alone (the CSV "flags" cell).
 std::string attr_flags_text(uint32_t flags);
+
+// attr_flags_text of the last flags value asked for: neighbouring entries
+// mostly share their flags, and the words are put together bit by bit.
+class flags_text_cache {
+ public:
+  std::string_view text_of(uint32_t flags) {
+    if (!m_flags || *m_flags != flags) {
+      m_flags = flags;
+      m_text = attr_flags_text(flags);
+    }
+    return m_text;
+  }
+
+ private:
+  std::optional<uint32_t> m_flags;
+  std::string m_text;
+};
 
 // "indx alloc", "indx root" or "unk" after the attribute type the entry came from.
 std::string source_type_text(uint32_t attr_type);

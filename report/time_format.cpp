@@ -130,13 +130,27 @@ void render_fraction(std::string& out, const vk::_windows_systemtime& st, unsign
   vk::append_dec(out, value, static_cast<int>(digits));
 }
 
-void render_clock(std::string& out, const vk::_windows_systemtime& st, const time_format_spec& time_layout) {
+void render_seconds_clock(std::string& out, const vk::_windows_systemtime& st) {
   vk::append_dec(out, st.wHour, 2);
   out += ':';
   vk::append_dec(out, st.wMinute, 2);
   out += ':';
   vk::append_dec(out, st.wSecond, 2);
+}
+
+void render_clock(std::string& out, const vk::_windows_systemtime& st, const time_format_spec& time_layout) {
+  render_seconds_clock(out, st);
   render_fraction(out, st, time_layout.fraction_digits());
+}
+
+// The sub-second fields of a FILETIME, as vk::time fills them.
+vk::_windows_systemtime fraction_fields(uint64_t filetime) {
+  const uint64_t remainder = filetime % vk::filetime_ticks_per_second;
+  vk::_windows_systemtime st;
+  st.wMilliseconds = static_cast<uint16_t>(remainder / 10000);
+  st.microseconds = remainder / 10;
+  st.nanoseconds = remainder * 100;
+  return st;
 }
 
 }  // namespace
@@ -163,4 +177,33 @@ bool render_time(const vk::time& value, const time_format_spec& time_layout, std
 
 bool render_filetime(uint64_t filetime, const time_format_spec& time_layout, std::string& date, std::string& time) {
   return render_time(vk::time(filetime, vk::type_time::filetime), time_layout, date, time);
+}
+
+time_renderer::time_renderer(const time_format_spec& time_layout)
+    : m_layout(time_layout.is_default() ? default_spec : time_layout) {}
+
+const time_renderer::second_text& time_renderer::text_of_second(uint64_t filetime) {
+  const uint64_t second = filetime / vk::filetime_ticks_per_second;
+  for (const second_text& recent : m_recent)
+    if (recent.second == second) return recent;
+  second_text& slot = m_recent[m_next_slot];
+  m_next_slot = (m_next_slot + 1) % m_recent.size();
+  const vk::time value(filetime, vk::type_time::filetime);
+  slot.second = second;
+  slot.date.clear();
+  slot.clock.clear();
+  render_date(slot.date, value.systemtime(), m_layout);
+  render_seconds_clock(slot.clock, value.systemtime());
+  return slot;
+}
+
+bool time_renderer::render(uint64_t filetime) {
+  m_date = {};
+  m_time.clear();
+  if (!vk::filetime_converts(filetime)) return false;
+  const second_text& text = text_of_second(filetime);
+  m_date = text.date;
+  m_time = text.clock;
+  render_fraction(m_time, fraction_fields(filetime), m_layout.fraction_digits());
+  return true;
 }

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <array>
 #include <string>
+#include <string_view>
 
 #include "support/vk_time.h"
 
@@ -42,3 +44,34 @@ bool render_time(const vk::time& value, const time_format_spec& time_layout, std
 
 // Shorthand for a raw FILETIME.
 bool render_filetime(uint64_t filetime, const time_format_spec& time_layout, std::string& date, std::string& time);
+
+// Renders FILETIMEs with one layout for the report's rows.  The calendar
+// conversion is the costly part and the times of neighbouring rows mostly
+// fall in the same few seconds, so the date and clock of the last few
+// seconds rendered are kept; only the fraction is made anew.  Gives the
+// same text as render_filetime.
+class time_renderer {
+ public:
+  explicit time_renderer(const time_format_spec& time_layout);
+
+  // Renders `filetime`; false, with both views empty, for a time that does
+  // not convert.  The views stay valid until the next call.
+  bool render(uint64_t filetime);
+  std::string_view date() const { return m_date; }
+  std::string_view time() const { return m_time; }
+
+ private:
+  struct second_text {
+    uint64_t second = UINT64_MAX;
+    std::string date;
+    std::string clock;  // hh:mm:ss, no fraction
+  };
+
+  const second_text& text_of_second(uint64_t filetime);
+
+  time_format_spec m_layout;
+  std::array<second_text, 4> m_recent;
+  size_t m_next_slot = 0;
+  std::string_view m_date;
+  std::string m_time;
+};

@@ -1,6 +1,6 @@
 #include "support/vk_string.h"
 
-#include <charconv>
+#include "support/number_text.h"
 
 namespace vk {
 
@@ -37,61 +37,49 @@ std::string replace_all(std::string_view text, std::string_view from, std::strin
   return out;
 }
 
-namespace {
+std::string hex(uint64_t value, int width) { return std::string(number_text::hex(value, width).view()); }
 
-// Number formatting sits on the hot path of every report line, so it avoids
-// the printf machinery.
-void append_zero_filled(std::string& out, uint64_t value, int width, int base) {
-  char digits[24];
-  const auto result = std::to_chars(digits, digits + sizeof digits, value, base);
-  const size_t length = static_cast<size_t>(result.ptr - digits);
-  if (width > 0 && static_cast<size_t>(width) > length) out.append(static_cast<size_t>(width) - length, '0');
-  out.append(digits, length);
-}
+std::string dec(uint64_t value, int width) { return std::string(number_text::dec(value, width).view()); }
 
-}  // namespace
+void append_dec(std::string& out, uint64_t value, int width) { out += number_text::dec(value, width).view(); }
 
-std::string hex(uint64_t value, int width) {
-  std::string out;
-  append_zero_filled(out, value, width, 16);
-  return out;
-}
-
-std::string dec(uint64_t value, int width) {
-  std::string out;
-  append_dec(out, value, width);
-  return out;
-}
-
-void append_dec(std::string& out, uint64_t value, int width) { append_zero_filled(out, value, width, 10); }
+void append_hex(std::string& out, uint64_t value, int width) { out += number_text::hex(value, width).view(); }
 
 namespace {
 
 bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
 
-std::string escaped(std::string_view text, bool backslash_too) {
-  std::string out;
-  out.reserve(text.size());
-  for (const char c : text) {
-    if (is_control(c) || (backslash_too && c == '\\')) {
-      out += "\\x";
-      append_zero_filled(out, static_cast<unsigned char>(c), 2, 16);
-    } else {
-      out += c;
-    }
+// Appends `text` with every control character (and, with `backslash_too`,
+// every backslash) written "\xHH"; the plain runs between them go across
+// whole.
+void append_escaped(std::string& out, std::string_view text, bool backslash_too) {
+  size_t run = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (!is_control(c) && !(backslash_too && c == '\\')) continue;
+    out.append(text.substr(run, i - run));
+    out += "\\x";
+    append_hex(out, static_cast<unsigned char>(c), 2);
+    run = i + 1;
   }
-  return out;
+  out.append(text.substr(run));
 }
 
 }  // namespace
 
-std::string escape_controls(std::string_view text) { return escaped(text, false); }
+std::string escape_controls(std::string_view text) {
+  std::string out;
+  append_escaped(out, text, false);
+  return out;
+}
 
 std::string display_name(std::string_view name) {
-  for (const char c : name)
-    if (is_control(c) || c == '\\') return escaped(name, true);
-  return std::string(name);
+  std::string out;
+  append_display_name(out, name);
+  return out;
 }
+
+void append_display_name(std::string& out, std::string_view name) { append_escaped(out, name, true); }
 
 namespace {
 

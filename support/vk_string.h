@@ -27,6 +27,7 @@ std::string hex(uint64_t value, int width = 0);
 std::string dec(uint64_t value, int width = 0);
 // The same, appended to `out` without a temporary.
 void append_dec(std::string& out, uint64_t value, int width = 0);
+void append_hex(std::string& out, uint64_t value, int width = 0);
 
 // Converts `units` UTF-16LE code units starting at bytes[0] to UTF-8.  Units
 // past the end of `bytes` are not read.  Unpaired surrogates become U+FFFD;
@@ -44,6 +45,7 @@ std::string escape_controls(std::string_view text);
 // shown path is then always a separator, and the name's exact bytes can be
 // recovered from what is shown.
 std::string display_name(std::string_view name);
+void append_display_name(std::string& out, std::string_view name);
 
 // The reverse, for names that must be compared with on-disk UTF-16.
 std::u16string utf8_to_utf16(std::string_view text);

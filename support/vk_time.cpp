@@ -8,7 +8,6 @@ namespace {
 constexpr int64_t seconds_per_day = 86400;
 // Seconds from 1601-01-01 to 1970-01-01.
 constexpr int64_t epoch_gap_seconds = 11644473600LL;
-constexpr uint64_t first_unconvertible = 0x8000000000000000ULL;
 
 // Days since 1970-01-01 of a proleptic Gregorian date (H. Hinnant's algorithm).
 int64_t days_from_civil(int64_t y, unsigned m, unsigned d) {
@@ -39,7 +38,7 @@ int64_t floor_div(int64_t a, int64_t b) { return a / b - ((a % b != 0) && ((a < 
 void time::set(uint64_t raw, type_time) {
   *this = time();
   m_raw = raw;
-  if (raw == 0 || raw >= first_unconvertible) return;
+  if (!filetime_converts(raw)) return;
   const uint64_t remainder = raw % filetime_ticks_per_second;
   m_unix_seconds = static_cast<int64_t>(raw / filetime_ticks_per_second) - epoch_gap_seconds;
   const int64_t days = floor_div(m_unix_seconds, seconds_per_day);

@@ -52,8 +52,11 @@ class time {
   bool m_valid = false;
 };
 
-// True when a FILETIME converts to a calendar time.
-inline bool filetime_converts(uint64_t raw) { return time(raw, type_time::filetime).valid(); }
+// The first FILETIME the Windows calendar conversion refuses.
+constexpr uint64_t first_unconvertible_filetime = 0x8000000000000000ULL;
+
+// True when a FILETIME converts to a calendar time: neither zero nor 2^63 or more.
+constexpr bool filetime_converts(uint64_t raw) { return raw != 0 && raw < first_unconvertible_filetime; }
 
 // FILETIME of midnight UTC at the start of the given Gregorian date.
 uint64_t filetime_from_date(int year, unsigned month, unsigned day);
