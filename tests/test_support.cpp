@@ -1,13 +1,10 @@
 #include "test_support.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <spawn.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -18,61 +15,17 @@
 extern char** environ;
 
 namespace slix_test {
-namespace {
 
-// Pumps stdin text into the child and drains both of its output pipes
-// without deadlocking on full pipe buffers.
-void pump(int in_fd, const std::string& input, int out_fd, int err_fd, run_result& result) {
-  size_t written = 0;
-  if (input.empty()) {
-    ::close(in_fd);
-    in_fd = -1;
-  }
-  bool out_open = true, err_open = true;
-  char buf[65536];
-  while (out_open || err_open) {
-    pollfd fds[3] = {{out_fd, POLLIN, 0}, {err_fd, POLLIN, 0}, {in_fd, POLLOUT, 0}};
-    ::poll(fds, in_fd >= 0 ? 3 : 2, -1);
-    for (int i = 0; i < 2; ++i) {
-      if (!(fds[i].revents & (POLLIN | POLLHUP))) continue;
-      const ssize_t n = ::read(fds[i].fd, buf, sizeof buf);
-      if (n <= 0) {
-        (i == 0 ? out_open : err_open) = false;
-        fds[i].fd = -1;
-      } else {
-        (i == 0 ? result.out : result.err).append(buf, static_cast<size_t>(n));
-      }
-    }
-    if (!out_open) out_fd = -1;
-    if (!err_open) err_fd = -1;
-    if (in_fd >= 0 && (fds[2].revents & (POLLOUT | POLLERR | POLLHUP))) {
-      const ssize_t n = ::write(in_fd, input.data() + written, input.size() - written);
-      if (n > 0) written += static_cast<size_t>(n);
-      if (n <= 0 || written == input.size()) {
-        ::close(in_fd);
-        in_fd = -1;
-      }
-    }
-  }
-  if (in_fd >= 0) ::close(in_fd);
-}
-
-}  // namespace
-
+// The three standard streams are files of a private folder: no pipe to fill
+// up and deadlock on, and the run sees what a shell redirection gives it.
 run_result run_slix(const std::vector<std::string>& args, const std::string& stdin_text, const std::string& cwd) {
-  // A run may end without reading its standard input; writing to it must then
-  // fail with EPIPE, not kill the test program.
-  static const bool sigpipe_ignored = ::signal(SIGPIPE, SIG_IGN) != SIG_ERR;
-  (void)sigpipe_ignored;
-  int in_pipe[2], out_pipe[2], err_pipe[2];
-  if (::pipe(in_pipe) || ::pipe(out_pipe) || ::pipe(err_pipe)) throw std::runtime_error("pipe");
+  const temp_dir io;
+  write_text(io.file("in"), stdin_text);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, in_pipe[0], 0);
-  posix_spawn_file_actions_adddup2(&actions, out_pipe[1], 1);
-  posix_spawn_file_actions_adddup2(&actions, err_pipe[1], 2);
-  for (int fd : {in_pipe[0], in_pipe[1], out_pipe[0], out_pipe[1], err_pipe[0], err_pipe[1]})
-    posix_spawn_file_actions_addclose(&actions, fd);
+  posix_spawn_file_actions_addopen(&actions, 0, io.file("in").c_str(), O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, io.file("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, io.file("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   if (!cwd.empty()) posix_spawn_file_actions_addchdir_np(&actions, cwd.c_str());
   std::vector<std::string> storage{SLIX_BINARY};
   storage.insert(storage.end(), args.begin(), args.end());
@@ -82,18 +35,11 @@ run_result run_slix(const std::vector<std::string>& args, const std::string& std
   pid_t pid = 0;
   const int rc = posix_spawn(&pid, SLIX_BINARY, &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  ::close(in_pipe[0]);
-  ::close(out_pipe[1]);
-  ::close(err_pipe[1]);
   if (rc != 0) throw std::runtime_error("cannot start " SLIX_BINARY);
-  run_result result;
-  pump(in_pipe[1], stdin_text, out_pipe[0], err_pipe[0], result);
-  ::close(out_pipe[0]);
-  ::close(err_pipe[0]);
   int wstatus = 0;
   ::waitpid(pid, &wstatus, 0);
-  result.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
-  return result;
+  return {WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus), read_text(io.file("out")),
+          read_text(io.file("err"))};
 }
 
 temp_dir::temp_dir() {
@@ -133,12 +79,39 @@ bool gunzip(const std::string& source, const std::string& target) {
   return status == 0;
 }
 
-std::string fixture(const std::string& name) { return std::string(SLIX_FIXTURES_DIR) + "/" + name; }
+namespace {
 
-std::string shared_testdata_dir() {
-  const std::string dir = SLIX_SHARED_TESTDATA;
-  return std::filesystem::is_directory(dir) ? dir : std::string();
+// Decompresses every .gz (and unpacks every .tgz) of `source` into `dir`.
+void unpack_folder(const std::string& source, const temp_dir& dir) {
+  for (const auto& item : std::filesystem::directory_iterator(source)) {
+    const std::filesystem::path path = item.path();
+    if (!item.is_regular_file()) continue;
+    if (path.extension() == ".gz") gunzip(path.string(), dir.file(path.stem().string()));
+    if (path.extension() == ".tgz") shell("tar -xf '" + path.string() + "' -C '" + dir.path() + "'");
+  }
 }
+
+}  // namespace
+
+const std::string& fixture_workdir() {
+  static const temp_dir dir;
+  static const bool unpacked = [] {
+    for (const char* folder : {"", "/vmdk", "/disk", "/containers", "/accuracy"}) unpack_folder(SLIX_FIXTURES_DIR + std::string(folder), dir);
+    shell("sh '" SLIX_FIXTURES_DIR "/vmdk/make_truncated_copies.sh' '" + dir.path() + "'");
+    return true;
+  }();
+  (void)unpacked;
+  return dir.path();
+}
+
+const std::string& shared_workdir() {
+  static const temp_dir dir;
+  static const std::string path =
+      std::filesystem::is_directory(SLIX_SHARED_TESTDATA) ? (unpack_folder(SLIX_SHARED_TESTDATA, dir), dir.path()) : "";
+  return path;
+}
+
+std::string fixture(const std::string& name) { return std::string(SLIX_FIXTURES_DIR) + "/" + name; }
 
 std::vector<uint8_t> read_file(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

@@ -38,11 +38,17 @@ class temp_dir {
 // Decompresses a .gz file (with gzip -dc) to `target`; false on failure.
 bool gunzip(const std::string& source, const std::string& target);
 
+// A folder holding every committed fixture (tests/fixtures/*.gz and its
+// vmdk/ and disk/ folders) decompressed, and the truncated copies that
+// tests/fixtures/vmdk/make_truncated_copies.sh derives from them; made once
+// per test program.  Tests must not change what is in it.
+const std::string& fixture_workdir();
+
+// The same for ../shared/testdata ("" when it is absent).
+const std::string& shared_workdir();
+
 // Path of a committed fixture file under tests/fixtures.
 std::string fixture(const std::string& name);
-
-// Folder of the shared real-world images, or "" when it is absent.
-std::string shared_testdata_dir();
 
 std::vector<uint8_t> read_file(const std::string& path);
 void write_file(const std::string& path, const std::vector<uint8_t>& bytes);
@@ -56,6 +62,5 @@ bool have_tool(const std::string& name);
 }  // namespace slix_test
 
 // Skips the current test when the shared real-world images are absent.
-#define SLIX_REQUIRE_SHARED_TESTDATA(dir_var)                                          \
-  const std::string dir_var = slix_test::shared_testdata_dir();                        \
-  if (dir_var.empty()) GTEST_SKIP() << "../shared/testdata is absent: real-image test skipped"
+#define SLIX_REQUIRE_SHARED_TESTDATA() \
+  if (slix_test::shared_workdir().empty()) GTEST_SKIP() << "../shared/testdata is absent: real-image test skipped"

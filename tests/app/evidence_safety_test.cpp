@@ -48,7 +48,8 @@ INSTANTIATE_TEST_SUITE_P(
         guard_case{"hard_link", "ln a.indx link.indx", {"-indxfile", "a.indx", "-out", "link.indx"}, "", "a.indx"},
         guard_case{"symbolic_link", "ln -s a.indx sym.indx", {"-indxfile", "sym.indx", "-out", "a.indx"}, "", "a.indx"},
         guard_case{"other_spelling", "true", {"-indxfile", "x/../a.indx", "-out", "./a.indx"}, "", "a.indx"},
-        guard_case{"pipe_name", "true", {"-indxfile", "b.indx", "-pipe", "-csv", "-out", "a.indx"}, "a.indx\n", "a.indx"},
+        guard_case{
+            "pipe_name", "true", {"-indxfile", "b.indx", "-pipe", "-csv", "-out", "a.indx"}, "a.indx\n", "a.indx"},
         // The opener finds the bare child name beside the first disk, in x/.
         guard_case{"vmdk_bare_name",
                    "true",
@@ -56,7 +57,10 @@ INSTANTIATE_TEST_SUITE_P(
                    "",
                    "x/ntfs-child.vmdk"},
         // The flat extent is named only inside the descriptor.
-        guard_case{"vmdk_extent", "true", {"-vmdk", "x/ntfs-flat.vmdk", "-out", "x/ntfs-flat-flat.vmdk"}, "",
+        guard_case{"vmdk_extent",
+                   "true",
+                   {"-vmdk", "x/ntfs-flat.vmdk", "-out", "x/ntfs-flat-flat.vmdk"},
+                   "",
                    "x/ntfs-flat-flat.vmdk"}),
     [](const auto& info) { return std::string(info.param.name); });
 
@@ -65,21 +69,20 @@ TEST(write_failure, full_device_is_a_failure) {
   if (!fs::exists("/dev/full")) GTEST_SKIP() << "no /dev/full here";
   const std::string indx = slix_test::fixture("dir_small.indx.gz");
   int status = 0;
-  const std::string err =
-      slix_test::shell("gzip -dc '" + indx + "' | '" SLIX_BINARY "' -indxfile /dev/stdin -all 2>&1 >/dev/full", &status);
+  const std::string err = slix_test::shell(
+      "gzip -dc '" + indx + "' | '" SLIX_BINARY "' -indxfile /dev/stdin -all 2>&1 >/dev/full", &status);
   EXPECT_EQ(status, 255);
   EXPECT_EQ(err, "prob writing results to standard output: No space left on device\n");
 }
 
 // An INDX file can arrive through a pipe (icat ... | slix -indxfile /dev/stdin).
 TEST(pipe_input, indx_file_read_from_a_pipe_equals_the_file) {
-  slix_test::temp_dir dir;
-  ASSERT_TRUE(slix_test::gunzip(slix_test::fixture("dir_many.indx.gz"), dir.file("m.indx")));
+  const std::string indx = slix_test::fixture_workdir() + "/dir_many.indx";
   const auto body = [](const std::string& out) { return out.substr(out.find("\n\n")); };
-  const slix_test::run_result file = slix_test::run_slix({"-indxfile", dir.file("m.indx"), "-all", "-csv"});
+  const slix_test::run_result file = slix_test::run_slix({"-indxfile", indx, "-all", "-csv"});
   int status = 0;
   const std::string piped =
-      slix_test::shell("cat '" + dir.file("m.indx") + "' | '" SLIX_BINARY "' -indxfile /dev/stdin -all -csv", &status);
+      slix_test::shell("cat '" + indx + "' | '" SLIX_BINARY "' -indxfile /dev/stdin -all -csv", &status);
   EXPECT_EQ(status, 0);
   EXPECT_EQ(body(piped), body(file.out));
 }

@@ -6,9 +6,9 @@
 // quotes group a word, and the word {quote} stands for a lone double quote).
 // A word "<file" feeds tests/golden/file to standard input.
 // The run's working folder holds every fixture of tests/fixtures/*.gz and
-// tests/fixtures/{vmdk,disk,containers,accuracy}/*.gz, decompressed, and the truncated copies
-// that tests/fixtures/vmdk/make_truncated_copies.sh derives from them, so
-// arguments and output name files relatively.
+// tests/fixtures/{vmdk,disk,containers,accuracy}/*.gz, decompressed, and the
+// truncated copies that tests/fixtures/vmdk/make_truncated_copies.sh derives
+// from them, so arguments and output name files relatively.
 //
 // To regenerate after a deliberate change of output, run the test program
 // with SLIX_REGENERATE_GOLDEN=1 and review `git diff tests/golden`.
@@ -17,7 +17,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <memory>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
 
 #include "test_support.h"
 
@@ -32,81 +34,32 @@ struct golden_case {
   std::string stdin_file;
 };
 
-std::vector<std::string> split_words(const std::string& text) {
-  std::vector<std::string> words;
-  std::string word;
-  bool quoted = false, in_word = false;
-  for (char c : text) {
-    if (c == '"') {
-      quoted = !quoted;
-      in_word = true;
-    } else if (!quoted && (c == ' ' || c == '\t')) {
-      if (in_word) words.push_back(word);
-      word.clear();
-      in_word = false;
-    } else {
-      word.push_back(c);
-      in_word = true;
-    }
-  }
-  if (in_word) words.push_back(word);
-  return words;
+// What a failing case prints: its name and command line.
+void PrintTo(const golden_case& c, std::ostream* os) {
+  *os << c.name << ":";
+  for (const std::string& arg : c.args) *os << " [" << arg << "]";
+  if (!c.stdin_file.empty()) *os << " <" << c.stdin_file;
 }
 
+// Words are read as std::quoted reads them, with no escape character, so
+// that backslashes of Windows paths stay.
 std::vector<golden_case> load_cases(const std::string& file) {
   std::vector<golden_case> cases;
   std::ifstream in(std::string(SLIX_GOLDEN_DIR) + "/" + file);
   for (std::string line; std::getline(in, line);) {
-    std::vector<std::string> words = split_words(line);
-    if (words.empty() || words[0][0] == '#') continue;
-    golden_case c{words[0], {}, {}};
-    for (size_t i = 1; i < words.size(); ++i) {
-      if (words[i] == "{quote}") words[i] = "\"";
-      if (words[i].size() > 1 && words[i][0] == '<') {
-        c.stdin_file = words[i].substr(1);
+    std::istringstream words(line);
+    golden_case c;
+    if (!(words >> c.name) || c.name[0] == '#') continue;
+    for (std::string word; words >> std::quoted(word, '"', '\0');) {
+      if (word.size() > 1 && word[0] == '<') {
+        c.stdin_file = word.substr(1);
       } else {
-        c.args.push_back(words[i]);
+        c.args.push_back(word == "{quote}" ? "\"" : word);
       }
     }
     cases.push_back(c);
   }
   return cases;
-}
-
-// Decompresses every .gz (and unpacks every .tgz) of `source` into `dir`.
-void unpack_folder(const std::string& source, const slix_test::temp_dir& dir) {
-  for (const auto& item : fs::directory_iterator(source)) {
-    const fs::path path = item.path();
-    if (!item.is_regular_file()) continue;
-    if (path.extension() == ".gz") slix_test::gunzip(path.string(), dir.file(path.stem().string()));
-    if (path.extension() == ".tgz") slix_test::shell("tar -xf '" + path.string() + "' -C '" + dir.path() + "'");
-  }
-}
-
-// Working folder of the cases: every committed fixture, decompressed (the
-// VMDK disks too).
-const std::string& fixture_workdir() {
-  static std::unique_ptr<slix_test::temp_dir> dir;
-  if (!dir) {
-    dir = std::make_unique<slix_test::temp_dir>();
-    unpack_folder(SLIX_FIXTURES_DIR, *dir);
-    unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/vmdk", *dir);
-    unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/disk", *dir);
-    unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/containers", *dir);
-    unpack_folder(std::string(SLIX_FIXTURES_DIR) + "/accuracy", *dir);
-    slix_test::shell("sh '" + std::string(SLIX_FIXTURES_DIR) + "/vmdk/make_truncated_copies.sh' '" + dir->path() + "'");
-  }
-  return dir->path();
-}
-
-// Working folder of the cases on the shared real-world images.
-const std::string& shared_workdir() {
-  static std::unique_ptr<slix_test::temp_dir> dir;
-  if (!dir) {
-    dir = std::make_unique<slix_test::temp_dir>();
-    unpack_folder(slix_test::shared_testdata_dir(), *dir);
-  }
-  return dir->path();
 }
 
 bool regenerating() { return std::getenv("SLIX_REGENERATE_GOLDEN") != nullptr; }
@@ -131,14 +84,14 @@ void check_case(const golden_case& c, const std::string& work) {
 
 class golden : public testing::TestWithParam<golden_case> {};
 
-TEST_P(golden, output_matches_expected) { check_case(GetParam(), fixture_workdir()); }
+TEST_P(golden, output_matches_expected) { check_case(GetParam(), slix_test::fixture_workdir()); }
 
 // Cases on the images in ../shared/testdata, made on Windows by others.
 class golden_shared : public testing::TestWithParam<golden_case> {};
 
 TEST_P(golden_shared, output_matches_expected) {
-  if (slix_test::shared_testdata_dir().empty()) GTEST_SKIP() << "../shared/testdata is absent: real-image case skipped";
-  check_case(GetParam(), shared_workdir());
+  SLIX_REQUIRE_SHARED_TESTDATA();
+  check_case(GetParam(), slix_test::shared_workdir());
 }
 
 std::string case_name(const testing::TestParamInfo<golden_case>& info) { return info.param.name; }

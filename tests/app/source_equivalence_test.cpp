@@ -7,28 +7,9 @@
 // lines as the raw disk (the command-line echo of the header aside).
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <memory>
-
 #include "test_support.h"
 
 namespace {
-
-namespace fs = std::filesystem;
-
-const std::string& vmdk_workdir() {
-  static std::unique_ptr<slix_test::temp_dir> dir;
-  if (!dir) {
-    dir = std::make_unique<slix_test::temp_dir>();
-    for (const char* folder : {"vmdk", "containers"}) {
-      for (const auto& item : fs::directory_iterator(slix_test::fixture(folder))) {
-        const fs::path path = item.path();
-        if (path.extension() == ".gz") slix_test::gunzip(path.string(), dir->file(path.stem().string()));
-      }
-    }
-  }
-  return dir->path();
-}
 
 // Drops the banner and command-line lines, which name the source.
 std::string without_header(const std::string& out) {
@@ -58,7 +39,7 @@ const std::vector<std::vector<std::string>> option_sets = {
 class source_like_image : public testing::TestWithParam<disk_pair> {};
 
 TEST_P(source_like_image, every_option_gives_the_raw_disk_output) {
-  const std::string& work = vmdk_workdir();
+  const std::string& work = slix_test::fixture_workdir();
   for (const auto& options : option_sets) {
     std::vector<std::string> source_args{GetParam().option, GetParam().source}, image_args{"-image", GetParam().raw};
     source_args.insert(source_args.end(), options.begin(), options.end());
@@ -102,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // A child read through to its backing file is not the backing file alone.
 TEST(source_chain, qcow2_child_changes_what_the_volume_shows) {
-  const std::string& work = vmdk_workdir();
+  const std::string& work = slix_test::fixture_workdir();
   const std::vector<std::string> options{"-offset", "0x100000", "-all", "-csv", "-quiet"};
   std::vector<std::string> base{"-image", "ntfs-base.qcow2"}, child{"-image", "ntfs-child.qcow2"};
   base.insert(base.end(), options.begin(), options.end());
@@ -113,7 +94,7 @@ TEST(source_chain, qcow2_child_changes_what_the_volume_shows) {
 
 // The chain is not the base disk alone: the child's grains change the listing.
 TEST(vmdk_chain, child_grains_change_what_the_volume_shows) {
-  const std::string& work = vmdk_workdir();
+  const std::string& work = slix_test::fixture_workdir();
   const std::vector<std::string> options{"-offset", "0x100000", "-all", "-csv", "-quiet"};
   std::vector<std::string> base{"-vmdk", "ntfs-disk.vmdk"}, chain{"-vmdk", "ntfs-disk.vmdk|ntfs-child.vmdk"};
   base.insert(base.end(), options.begin(), options.end());

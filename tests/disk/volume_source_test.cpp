@@ -5,7 +5,7 @@
 
 #include "disk/image_disk.h"
 #include "disk/physical_drive.h"
-#include "disk_test_support.h"
+#include "test_support.h"
 
 namespace {
 

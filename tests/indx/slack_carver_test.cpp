@@ -2,29 +2,28 @@
 
 #include <gtest/gtest.h>
 
+#include "byte_builder.h"
 #include "indx/node_parser.h"
-#include "indx_test_builder.h"
 
 namespace {
 
-using indx_test::entry_plan;
-using indx_test::june_2023;
-namespace fmt = indx_format;
+using namespace build;
 
-constexpr size_t name_length_at = fmt::ent_key + file_name_format::name_length;
-constexpr size_t accessed_at = fmt::ent_key + file_name_format::accessed;
+constexpr size_t name_length_at = ix::ent_key + fn::name_length;
+constexpr size_t accessed_at = ix::ent_key + fn::accessed;
 
 // A node with one live entry of directory 5, sequence 5; slack offsets below
 // count from its terminating entry.
 struct slack_node {
-  indx_test::record_builder record;
+  indx_record record;
   size_t start = 0;
-  slack_node() : start((record.add_live({}), record.end_live())) {}
-  void plant(size_t at, const entry_plan& plan) { record.plant(start + at, indx_test::entry_bytes(plan)); }
+  slack_node() : start((record.add_live(entry_plan{}), record.end_live())) {}
+  void plant(size_t at, const entry_plan& plan) { record.plant(start + at, index_entry(plan)); }
   void put(size_t at, uint64_t value, size_t width = 8) { record.put_node(start + at, value, width); }
   std::vector<indx_entry> carve(mft_ref directory_ref = 0) const {
     entry_stores stores;
-    EXPECT_TRUE(parse_index_node(stores, directory_ref, record.node(), source_offset{offset_frame::indx_file, 5000}, true));
+    EXPECT_TRUE(
+        parse_index_node(stores, directory_ref, record.node(), source_offset{offset_frame::indx_file, 5000}, true));
     std::vector<indx_entry> carved;
     for (const auto& [parent, entry] : stores.slack) carved.push_back(entry);
     return carved;
@@ -77,14 +76,13 @@ TEST(slack_carver, timestamp_candidate_must_look_like_an_entry) {
         field_case{"name length 0", name_length_at, 0, 1, false},
         field_case{"namespace 3", name_length_at + 1, 3, 1, true},
         field_case{"namespace 4", name_length_at + 1, 4, 1, false},
-        field_case{"reserved word", fmt::ent_reserved, 1, 2, false},
-        field_case{"entry flags 2", fmt::ent_flags, 2, 2, true},
-        field_case{"entry flags 3", fmt::ent_flags, 3, 2, false},
-        field_case{"key length 0", fmt::ent_key_length, 0, 2, false},
-        field_case{"key longer than entry", fmt::ent_key_length, 300, 2, false},
-        field_case{"entry length 0", fmt::ent_length, 0, 2, false},
-        field_case{"real size 4097", fmt::ent_key + file_name_format::real_size, 4097, 8, false},
-        field_case{"real size 4096", fmt::ent_key + file_name_format::real_size, 4096, 8, true},
+        field_case{"reserved word", ix::ent_reserved, 1, 2, false},
+        field_case{"entry flags 2", ix::ent_flags, 2, 2, true}, field_case{"entry flags 3", ix::ent_flags, 3, 2, false},
+        field_case{"key length 0", ix::ent_key_length, 0, 2, false},
+        field_case{"key longer than entry", ix::ent_key_length, 300, 2, false},
+        field_case{"entry length 0", ix::ent_length, 0, 2, false},
+        field_case{"real size 4097", ix::ent_key + fn::real_size, 4097, 8, false},
+        field_case{"real size 4096", ix::ent_key + fn::real_size, 4096, 8, true},
         field_case{"name length 65, access time", accessed_at, june_2023, 8, true},
         // Non-zero times that convert to calendar times but lie outside the
         // window (a size of 4096 read as a time, a date in 2900) do not let
@@ -107,7 +105,7 @@ TEST(slack_carver, emission_trims_names_and_drops_what_does_not_fit) {
     int units;
     const char* kept;
   };
-  const size_t near_end = fmt::node_limit_in_record - slack_node().start - 112;  // 112 bytes left
+  const size_t near_end = ix::node_limit_in_record - slack_node().start - 112;  // 112 bytes left
   for (const emission_case& c :
        {emission_case{" \t\r\n ", 400, -1, nullptr}, emission_case{" x.txt\r\n", 400, -1, "x.txt"},
         emission_case{"gone.txt", 400, 0, nullptr}, emission_case{std::string(15, 'z'), near_end, -1, ""},
@@ -142,8 +140,8 @@ TEST(slack_carver, timestamp_candidate_inside_a_parent_candidate_is_refused) {
   entry_plan first = timeless("first.txt");
   first.real_size = june_2023;
   node.plant(200, first);
-  node.put(200 + fmt::ent_key + file_name_format::alloc_size, ~0ULL);
-  node.put(320, 0x007A007A007A0103);
+  node.put(200 + ix::ent_key + fn::alloc_size, ~0ULL);
+  node.put(240 + name_length_at, 0x007A007A007A0103);  // 3 units, Win32, "zzz"
   node.plant(504, timeless("second.txt"));
   const std::vector<indx_entry> carved = node.carve();
   ASSERT_EQ(carved.size(), 2u);

@@ -10,37 +10,28 @@
 
 namespace {
 
-TEST(le_reader, reads_little_endian_and_fails_stickily_out_of_range) {
+TEST(le_reader, reads_little_endian_and_fails_stickily_without_overflow) {
   const uint8_t bytes[] = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09};
   vk::le_reader r(bytes);
-  EXPECT_EQ(r.u16(0), 0x0201);
   EXPECT_EQ(r.u32(1), 0x05040302u);
   EXPECT_EQ(r.u64(1), 0x0908070605040302ull);
   EXPECT_EQ(r.uint_n(0, 3), 0x030201u);
+  EXPECT_TRUE(r.has(9, 0));
+  EXPECT_FALSE(r.has(1, SIZE_MAX));
+  EXPECT_FALSE(r.has(SIZE_MAX, 1));
   EXPECT_TRUE(r.ok());
   EXPECT_EQ(r.u16(8), 0);  // one byte short
   EXPECT_FALSE(r.ok());
   EXPECT_EQ(r.u8(0), 1);  // reads still work, the failure stays
   EXPECT_FALSE(r.ok());
-}
-
-TEST(le_reader, range_tests_cannot_overflow) {
-  const uint8_t bytes[4] = {};
-  vk::le_reader r(bytes);
-  EXPECT_TRUE(r.has(4, 0));
-  EXPECT_FALSE(r.has(5, 0));
-  EXPECT_FALSE(r.has(1, SIZE_MAX));
-  EXPECT_FALSE(r.has(SIZE_MAX, 1));
-  EXPECT_EQ(r.sub(2, 8).size(), 0u);
-  EXPECT_FALSE(r.ok());
+  vk::le_reader other(bytes);
+  EXPECT_EQ(other.sub(2, 8).size(), 0u);
+  EXPECT_FALSE(other.ok());
 }
 
 std::vector<uint8_t> utf16(std::initializer_list<uint16_t> units) {
   std::vector<uint8_t> bytes;
-  for (uint16_t u : units) {
-    bytes.push_back(static_cast<uint8_t>(u & 0xFF));
-    bytes.push_back(static_cast<uint8_t>(u >> 8));
-  }
+  for (uint16_t u : units) bytes.insert(bytes.end(), {static_cast<uint8_t>(u & 0xFF), static_cast<uint8_t>(u >> 8)});
   return bytes;
 }
 
@@ -49,56 +40,16 @@ TEST(utf16_conversion, converts_pairs_and_replaces_unpaired_surrogates) {
   EXPECT_EQ(vk::utf16le_to_utf8(utf16({0xD83D, 0xDE00}), 2), "\xF0\x9F\x98\x80");
   EXPECT_EQ(vk::utf16le_to_utf8(utf16({0xD83D, 'x'}), 2), "\xEF\xBF\xBDx");
   EXPECT_EQ(vk::utf16le_to_utf8(utf16({0xDE00}), 1), "\xEF\xBF\xBD");
-  EXPECT_EQ(vk::utf16le_to_utf8(utf16({'a', '\n', 'b'}), 3), "a\nb");  // control kept
   EXPECT_EQ(vk::utf16le_to_utf8(utf16({'a', 'b'}), 5), "ab");  // never past the bytes
   EXPECT_EQ(vk::utf8_to_utf16("a\xC3\xA9\xF0\x9F\x98\x80"), (std::u16string{u'a', 0xE9, 0xD83D, 0xDE00}));
 }
 
-TEST(string_helpers, lower_trim_replace_and_numbers) {
-  EXPECT_EQ(vk::to_lower("AbC\xC3\x89"), "abc\xC3\x89");  // byte by byte, ASCII only
-  EXPECT_EQ(vk::trim(" \t name \r\n"), "name");
-  EXPECT_EQ(vk::trim("  "), "");
-  EXPECT_EQ(vk::replace_all("a|b||c", "|", ";"), "a;b;;c");
-  EXPECT_EQ(vk::hex(0xAB, 4), "00ab");
-  EXPECT_EQ(vk::dec(7, 10), "0000000007");
-}
-
-TEST(filetime, converts_to_utc_calendar_fields) {
-  const vk::time epoch(vk::filetime_unix_epoch, vk::type_time::filetime);
-  ASSERT_TRUE(epoch.valid());
-  EXPECT_EQ(epoch.unix_seconds(), 0);
-  EXPECT_EQ(epoch.systemtime().wYear, 1970);
-  EXPECT_EQ(epoch.systemtime().wDayOfWeek, 4);  // Thursday
-  // 2023-06-05 12:34:56.1234567 UTC
-  const uint64_t ft = vk::filetime_from_date(2023, 6, 5) + (12 * 3600 + 34 * 60 + 56) * 10000000ull + 1234567;
-  const vk::time t(ft, vk::type_time::filetime);
-  const auto& st = t.systemtime();
-  EXPECT_EQ(st.wYear, 2023);
-  EXPECT_EQ(st.wMonth, 6);
-  EXPECT_EQ(st.wDay, 5);
-  EXPECT_EQ(st.wDayOfWeek, 1);  // Monday
-  EXPECT_EQ(st.wHour, 12);
-  EXPECT_EQ(st.wMinute, 34);
-  EXPECT_EQ(st.wSecond, 56);
-  EXPECT_EQ(st.wMilliseconds, 123);
-  EXPECT_EQ(st.microseconds, 123456u);
-  EXPECT_EQ(st.nanoseconds, 123456700u);
-}
-
-TEST(filetime, zero_and_values_past_the_calendar_are_invalid) {
+TEST(filetime, calendar_bounds) {
   EXPECT_FALSE(vk::filetime_converts(0));
-  EXPECT_TRUE(vk::filetime_converts(1));  // 1601-01-01
-  EXPECT_TRUE(vk::filetime_converts(0x7FFFFFFFFFFFFFFFull));
   EXPECT_FALSE(vk::filetime_converts(0x8000000000000000ull));
   EXPECT_EQ(vk::time(1, vk::type_time::filetime).systemtime().wYear, 1601);
   EXPECT_EQ(vk::time(0x7FFFFFFFFFFFFFFFull, vk::type_time::filetime).systemtime().wYear, 30828);
-}
-
-TEST(filetime, parses_month_day_year_dates) {
-  EXPECT_EQ(vk::parse_mdy_date("01/01/1970"), vk::filetime_unix_epoch);
-  EXPECT_EQ(vk::parse_mdy_date("01/01/1986"), vk::filetime_from_date(1986, 1, 1));
-  EXPECT_FALSE(vk::parse_mdy_date("1/1/1986"));
-  EXPECT_FALSE(vk::parse_mdy_date("13/01/1986"));
+  EXPECT_EQ(vk::time(vk::filetime_unix_epoch, vk::type_time::filetime).unix_seconds(), 0);
 }
 
 TEST(file_util, reads_at_most_the_limit_and_refuses_folders) {
