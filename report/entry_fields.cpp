@@ -69,7 +69,7 @@ std::string attr_flags_text(uint32_t flags) {
   return text;
 }
 
-std::string source_type_text(uint32_t attr_type) {
+std::string_view source_type_text(uint32_t attr_type) {
   if (attr_type == mft_format::type_index_allocation) return "indx alloc";
   if (attr_type == mft_format::type_index_root) return "indx root";
   return "unk";
@@ -78,6 +78,15 @@ std::string source_type_text(uint32_t attr_type) {
 const char* validity_word(const indx_entry& entry) { return entry.is_valid ? "valid" : "slack"; }
 
 std::string validity_text(const indx_entry& entry) {
-  if (entry.is_valid) return "valid";
-  return entry.annotation.empty() ? "slack" : "slack, " + entry.annotation;
+  std::string text;
+  append_validity_text(text, entry);
+  return text;
+}
+
+void append_validity_text(std::string& out, const indx_entry& entry) {
+  out += validity_word(entry);
+  if (!entry.is_valid && !entry.annotation.empty()) {
+    out += ", ";
+    out += entry.annotation;
+  }
 }

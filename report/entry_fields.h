@@ -52,10 +52,11 @@ class flags_text_cache {
 };
 
 // "indx alloc", "indx root" or "unk" after the attribute type the entry came from.
-std::string source_type_text(uint32_t attr_type);
+std::string_view source_type_text(uint32_t attr_type);
 
 // "valid" or "slack".
 const char* validity_word(const indx_entry& entry);
 
 // "valid", "slack", or "slack, " and the annotation ("slack, deleted").
 std::string validity_text(const indx_entry& entry);
+void append_validity_text(std::string& out, const indx_entry& entry);

@@ -20,7 +20,8 @@ entry_writer::entry_writer(const report_options& options, vk::output_sink& out)
 void entry_writer::write(const indx_entry& entry, std::span<const uint8_t> record_buffer) {
   switch (m_options.format) {
     case output_format::text:
-      m_out.write(format_text_block(entry, m_directory, m_options, record_buffer));
+      if (!m_text) m_text.emplace(m_options);
+      m_out.write(m_text->block(entry, m_directory, record_buffer));
       break;
     case output_format::csv:
       if (!m_csv) m_csv.emplace(m_options);

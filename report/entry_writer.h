@@ -11,6 +11,7 @@
 #include "report/report_options.h"
 #include "indx/indx_entry.h"
 #include "report/csv_writer.h"
+#include "report/text_block.h"
 #include "support/output_sink.h"
 
 class entry_writer {
@@ -37,6 +38,7 @@ class entry_writer {
   // Made by the first CSV write, so header and rows share the columns of the
   // options as they stand once the run has started.
   std::optional<csv_writer> m_csv;
+  std::optional<text_block_writer> m_text;
   std::string m_directory;
   std::string m_evidence;
   bool m_header_pending;

@@ -1,9 +1,8 @@
 #include "report/text_block.h"
 
-#include "report/entry_fields.h"
 #include "report/hexdump.h"
-#include "report/time_format.h"
 #include "support/le_reader.h"
+#include "support/number_text.h"
 #include "support/types.h"
 #include "support/vk_string.h"
 
@@ -12,67 +11,99 @@ namespace {
 constexpr size_t label_width = 22;
 // Hexadecimal digits of each kind of number.
 constexpr int entry_digits = 12, sequence_digits = 4, size_digits = 8, flags_digits = 8;
+constexpr std::string_view corrupted = "<corrupted>";
 
-void append_line(std::string& block, std::string_view label, std::string_view value) {
-  block += label;
-  if (label.size() < label_width) block.append(label_width - label.size(), ' ');
-  block += value;
-  block += '\n';
+}  // namespace
+
+text_block_writer::text_block_writer(const report_options& options)
+    : m_options(options), m_times(options.time_spec) {}
+
+void text_block_writer::label(std::string_view text) {
+  m_block += text;
+  if (text.size() < label_width) m_block.append(label_width - text.size(), ' ');
 }
 
-std::string time_text(uint64_t filetime, const report_options& options) {
-  std::string date, time;
-  render_filetime(filetime, options.time_spec, date, time);
-  return date + " " + time + " [UTC]";
+void text_block_writer::line(std::string_view label_text, std::string_view value) {
+  label(label_text);
+  m_block += value;
+  m_block += '\n';
 }
 
-void append_reference_lines(std::string& block, const indx_entry& entry) {
-  const char* corrupted = "<corrupted>";
+void text_block_writer::number_line(std::string_view label_text, uint64_t value, int hex_digits) {
+  label(label_text);
+  m_block += "0x";
+  m_block += vk::number_text::hex(value, hex_digits).view();
+  m_block += " [";
+  m_block += vk::number_text::dec(value).view();
+  m_block += "]\n";
+}
+
+void text_block_writer::reference_lines(const indx_entry& entry) {
   const uint16_t sequence = mft_sequence_of(entry.file_ref);
-  append_line(block, "MFT Entry:",
-              entry_number_missing(entry) ? corrupted : hex_and_decimal(mft_entry_of(entry.file_ref), entry_digits));
-  append_line(block, "MFT Sequence:", sequence == 0 ? corrupted : hex_and_decimal(sequence, sequence_digits));
-  append_line(block, "Parent Entry:", hex_and_decimal(mft_entry_of(entry.parent_ref()), entry_digits));
-  append_line(block, "Parent Sequence:", hex_and_decimal(mft_sequence_of(entry.parent_ref()), sequence_digits));
+  if (entry_number_missing(entry)) {
+    line("MFT Entry:", corrupted);
+  } else {
+    number_line("MFT Entry:", mft_entry_of(entry.file_ref), entry_digits);
+  }
+  if (sequence == 0) {
+    line("MFT Sequence:", corrupted);
+  } else {
+    number_line("MFT Sequence:", sequence, sequence_digits);
+  }
+  number_line("Parent Entry:", mft_entry_of(entry.parent_ref()), entry_digits);
+  number_line("Parent Sequence:", mft_sequence_of(entry.parent_ref()), sequence_digits);
 }
 
-void append_time_lines(std::string& block, const indx_entry& entry, const report_options& options) {
-  append_line(block, "Modify time:", time_text(entry.modified(), options));
-  append_line(block, "Access time:", time_text(entry.accessed(), options));
-  append_line(block, "MFTChanged time:", time_text(entry.mft_changed(), options));
-  append_line(block, "Create time:", time_text(entry.created(), options));
+// A time that does not convert leaves date and time empty around the blank.
+void text_block_writer::time_line(std::string_view label_text, uint64_t filetime) {
+  m_times.render(filetime);
+  label(label_text);
+  m_block += m_times.date();
+  m_block += ' ';
+  m_block += m_times.time();
+  m_block += " [UTC]\n";
 }
 
 // The entry's bytes from its offset, clipped at the end of the buffer.  An
 // entry at offset 0 is not dumped.
-void append_hex_dump(std::string& block, const indx_entry& entry, std::span<const uint8_t> record_buffer) {
+void text_block_writer::hex_dump(const indx_entry& entry, std::span<const uint8_t> record_buffer) {
   if (record_buffer.empty() || entry.offset.bytes == 0 || entry.offset.bytes >= record_buffer.size()) return;
   const size_t start = static_cast<size_t>(entry.offset.bytes);
   const size_t left = record_buffer.size() - start;
   const size_t length = entry.size < left ? entry.size : left;
-  block += format_hex_dump(vk::binary_data(record_buffer.subspan(start, length)), entry.offset.bytes);
+  m_block += format_hex_dump(vk::binary_data(record_buffer.subspan(start, length)), entry.offset.bytes);
 }
 
-}  // namespace
-
-std::string format_text_block(const indx_entry& entry, const std::string& directory, const report_options& options,
-                              std::span<const uint8_t> record_buffer) {
-  std::string block;
-  append_line(block, "Name:", full_name_of(entry, directory));
-  append_reference_lines(block, entry);
-  append_line(block, "Entry:", validity_text(entry));
-  append_time_lines(block, entry, options);
+std::string_view text_block_writer::block(const indx_entry& entry, const std::string& directory,
+                                          std::span<const uint8_t> record_buffer) {
+  m_block.clear();
+  label("Name:");
+  m_block += directory;
+  vk::append_display_name(m_block, entry.name);
+  m_block += '\n';
+  reference_lines(entry);
+  label("Entry:");
+  append_validity_text(m_block, entry);
+  m_block += '\n';
+  time_line("Modify time:", entry.modified());
+  time_line("Access time:", entry.accessed());
+  time_line("MFTChanged time:", entry.mft_changed());
+  time_line("Create time:", entry.created());
   if (!entry.is_dir) {
-    append_line(block, "Size allocated:", hex_and_decimal(entry.alloc_size(), size_digits));
-    append_line(block, "Size used:", hex_and_decimal(entry.real_size(), size_digits));
+    number_line("Size allocated:", entry.alloc_size(), size_digits);
+    number_line("Size used:", entry.real_size(), size_digits);
   }
-  append_line(block, "Relative Offset:", hex_and_decimal(entry.offset.bytes, size_digits));
-  append_line(block, "Type entry:",
-              "0x" + vk::hex(entry.attr_flags(), flags_digits) + " [" + attr_flags_text(entry.attr_flags()) + "]");
-  append_line(block, "Source type:", source_type_text(entry.attr_type));
-  if (!options.username.empty()) append_line(block, "Username:", options.username);
-  if (!options.hostname.empty()) append_line(block, "Hostname:", options.hostname);
-  if (options.hexdump) append_hex_dump(block, entry, record_buffer);
-  block += '\n';
-  return block;
+  number_line("Relative Offset:", entry.offset.bytes, size_digits);
+  label("Type entry:");
+  m_block += "0x";
+  m_block += vk::number_text::hex(entry.attr_flags(), flags_digits).view();
+  m_block += " [";
+  m_block += m_flags_text.text_of(entry.attr_flags());
+  m_block += "]\n";
+  line("Source type:", source_type_text(entry.attr_type));
+  if (!m_options.username.empty()) line("Username:", m_options.username);
+  if (!m_options.hostname.empty()) line("Hostname:", m_options.hostname);
+  if (m_options.hexdump) hex_dump(entry, record_buffer);
+  m_block += '\n';
+  return m_block;
 }
