@@ -36,7 +36,8 @@ void entry_writer::write(const indx_entry& entry, std::span<const uint8_t> recor
       write_bodyfile_line(m_header_pending, m_out, make_bodyfile_record(entry, m_directory, m_options));
       break;
     case output_format::jsonl:
-      m_out.write(jsonl_lines(entry, m_directory, m_evidence, m_options));
+      if (!m_jsonl) m_jsonl.emplace(m_options);
+      m_out.write(m_jsonl->lines(entry, m_directory, m_evidence));
       break;
   }
 }

@@ -11,6 +11,7 @@
 #include "report/report_options.h"
 #include "indx/indx_entry.h"
 #include "report/csv_writer.h"
+#include "report/jsonl_writer.h"
 #include "report/text_block.h"
 #include "support/output_sink.h"
 
@@ -39,6 +40,7 @@ class entry_writer {
   // options as they stand once the run has started.
   std::optional<csv_writer> m_csv;
   std::optional<text_block_writer> m_text;
+  std::optional<jsonl_writer> m_jsonl;
   std::string m_directory;
   std::string m_evidence;
   bool m_header_pending;

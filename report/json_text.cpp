@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "support/number_text.h"
+
 namespace {
 
 constexpr std::string_view replacement_character = "\xEF\xBF\xBD";
@@ -63,11 +65,25 @@ utf8_step decode_utf8(std::string_view text) {
   return step;
 }
 
+// Printable ASCII other than '"' and '\': the bytes that go across unchanged.
+bool is_plain(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte >= 0x20 && byte < 0x7F && byte != '"' && byte != '\\';
+}
+
+// Appends the run of plain bytes at the start of `text` and drops it.
+void take_plain_run(std::string& out, std::string_view& text) {
+  size_t run = 0;
+  while (run < text.size() && is_plain(text[run])) ++run;
+  out.append(text.substr(0, run));
+  text.remove_prefix(run);
+}
+
 }  // namespace
 
 void append_json_string(std::string& out, std::string_view text) {
   out.push_back('"');
-  while (!text.empty()) {
+  for (take_plain_run(out, text); !text.empty(); take_plain_run(out, text)) {
     const utf8_step step = decode_utf8(text);
     if (!step.well_formed) {
       out += replacement_character;
@@ -84,10 +100,13 @@ void append_json_string(std::string& out, std::string_view text) {
   out.push_back('"');
 }
 
+// Member names are slix's own plain ASCII words: they need no escaping.
 void json_object::key(std::string_view name) {
-  if (m_text.size() > 1) m_text.push_back(',');
-  append_json_string(m_text, name);
-  m_text.push_back(':');
+  if (!m_first) m_text.push_back(',');
+  m_first = false;
+  m_text.push_back('"');
+  m_text.append(name);
+  m_text.append("\":");
 }
 
 json_object& json_object::text(std::string_view key_name, std::string_view value) {
@@ -98,13 +117,13 @@ json_object& json_object::text(std::string_view key_name, std::string_view value
 
 json_object& json_object::number(std::string_view key_name, uint64_t value) {
   key(key_name);
-  m_text += std::to_string(value);
+  m_text += vk::number_text::dec(value).view();
   return *this;
 }
 
 json_object& json_object::signed_number(std::string_view key_name, int64_t value) {
   key(key_name);
-  m_text += std::to_string(value);
+  m_text += vk::number_text::signed_dec(value).view();
   return *this;
 }
 
@@ -118,9 +137,4 @@ json_object& json_object::null(std::string_view key_name) {
   key(key_name);
   m_text += "null";
   return *this;
-}
-
-std::string json_object::finish() {
-  m_text.append("}\n");
-  return std::move(m_text);
 }

@@ -15,19 +15,22 @@
 // it was given.
 void append_json_string(std::string& out, std::string_view text);
 
-// One JSON object on one line, its members in the order they are added.
+// One JSON object on one line, appended to a buffer the caller keeps, its
+// members in the order they are added.
 class json_object {
  public:
+  explicit json_object(std::string& out) : m_text(out) { m_text += '{'; }
+
   json_object& text(std::string_view key, std::string_view value);
   json_object& number(std::string_view key, uint64_t value);
   json_object& signed_number(std::string_view key, int64_t value);
   json_object& boolean(std::string_view key, bool value);
   json_object& null(std::string_view key);
-  // The object with its closing brace and a line feed; the object is then
-  // used up.
-  std::string finish();
+  // Appends the closing brace and a line feed.
+  void finish() { m_text += "}\n"; }
 
  private:
   void key(std::string_view name);
-  std::string m_text = "{";
+  std::string& m_text;
+  bool m_first = true;
 };

@@ -7,8 +7,11 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "indx/indx_entry.h"
+#include "report/entry_fields.h"
+#include "report/json_text.h"
 #include "report/report_options.h"
 
 // The time members of one line.  A FILETIME that converts to a calendar
@@ -26,7 +29,28 @@ struct json_time {
 
 json_time json_time_of(uint64_t filetime);
 
-// The lines of one entry.  `directory` is put before the name; `evidence`
-// names the image, VMDK list, device or INDX file the entry came from.
-std::string jsonl_lines(const indx_entry& entry, const std::string& directory, const std::string& evidence,
-                        const report_options& options);
+// Writes the lines of entries into a buffer it keeps from entry to entry.
+class jsonl_writer {
+ public:
+  explicit jsonl_writer(const report_options& options) : m_options(options) {}
+
+  // The lines of one entry.  `directory` is put before the name; `evidence`
+  // names the image, VMDK list, device or INDX file the entry came from.
+  // The view stays valid until the next call.
+  std::string_view lines(const indx_entry& entry, const std::string& directory, const std::string& evidence);
+
+ private:
+  // The time members of `filetime`, with the text of the last second
+  // rendered kept: the times of neighbouring entries mostly share it.
+  const json_time& time_of(uint64_t filetime);
+  void add_entry_members(json_object& line, const indx_entry& entry, const std::string& directory,
+                         const std::string& evidence);
+
+  const report_options& m_options;
+  std::string m_lines;
+  std::string m_message;
+  std::string m_name;
+  flags_text_cache m_flags_text;
+  uint64_t m_second = UINT64_MAX;
+  json_time m_time;
+};

@@ -56,10 +56,12 @@ std::string log2timeline_row(const timeline_record& record, const timestamp_grou
     line.add(date);
     line.add(time);
   }
-  for (const std::string& cell :
-       {std::string(timeline_timezone), group.macb, std::string(timeline_source), record.source_type, group.labels,
-        record.user, record.host, record.short_text, record.description, std::string(timeline_version),
-        record.full_name, record.inode, record.notes, std::string(timeline_format), record.extra})
+  for (const std::string_view cell :
+       {std::string_view(timeline_timezone), group.macb(), std::string_view(timeline_source),
+        std::string_view(record.source_type), group.labels(), std::string_view(record.user),
+        std::string_view(record.host), std::string_view(record.short_text), std::string_view(record.description),
+        std::string_view(timeline_version), std::string_view(record.full_name), std::string_view(record.inode),
+        std::string_view(record.notes), std::string_view(timeline_format), std::string_view(record.extra)})
     line.add(cell);
   return line.finish();
 }
@@ -92,16 +94,48 @@ timeline_record make_timeline_record(const indx_entry& entry, const std::string&
   return record;
 }
 
-std::vector<timestamp_group> timestamp_groups(const std::array<uint64_t, 4>& times) {
-  std::vector<timestamp_group> groups;
-  for (size_t i = 0; i < times.size(); ++i) {
-    const auto holds = [value = times[i]](const timestamp_group& group) { return group.value == value; };
-    auto group = std::find_if(groups.begin(), groups.end(), holds);
-    if (group == groups.end()) group = groups.insert(groups.end(), timestamp_group{times[i], "....", ""});
-    group->macb[i] = macb_letters[i];
-    group->labels += (group->labels.empty() ? "" : "; ") + std::string(time_labels[i]);
+namespace {
+
+// The MACB letters and the joined labels of each set of times, by bit mask.
+struct group_texts {
+  std::array<std::string, 16> macb;
+  std::array<std::string, 16> labels;
+
+  group_texts() {
+    for (size_t mask = 0; mask < 16; ++mask) {
+      macb[mask] = "....";
+      for (size_t i = 0; i < time_labels.size(); ++i) {
+        if ((mask & (size_t{1} << i)) == 0) continue;
+        macb[mask][i] = macb_letters[i];
+        labels[mask] += (labels[mask].empty() ? "" : "; ") + std::string(time_labels[i]);
+      }
+    }
   }
-  return groups;
+};
+
+const group_texts& texts_of_groups() {
+  static const group_texts texts;
+  return texts;
+}
+
+}  // namespace
+
+std::string_view timestamp_group::macb() const { return texts_of_groups().macb[times & 0x0F]; }
+
+std::string_view timestamp_group::labels() const { return texts_of_groups().labels[times & 0x0F]; }
+
+timestamp_group_list timestamp_groups(const std::array<uint64_t, 4>& times) {
+  timestamp_group_list list;
+  for (size_t i = 0; i < times.size(); ++i) {
+    timestamp_group* group = list.groups.data();
+    while (group != list.end() && group->value != times[i]) ++group;
+    if (group == list.end()) {
+      *group = timestamp_group{times[i], 0};
+      ++list.count;
+    }
+    group->times = static_cast<uint8_t>(group->times | (1u << i));
+  }
+  return list;
 }
 
 // A row whose time does not convert has empty date and time cells.

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "report/report_options.h"
@@ -34,15 +35,27 @@ timeline_record make_timeline_record(const indx_entry& entry, const std::string&
 // and the labels ("Last Modified; MFT Change") of every time that holds it.
 struct timestamp_group {
   uint64_t value = 0;
-  std::string macb;
-  std::string labels;
+  // Bit i set: time i (modified, accessed, MFT changed, created) holds the value.
+  uint8_t times = 0;
+
+  std::string_view macb() const;
+  std::string_view labels() const;
+};
+
+// At most four groups, kept in place.
+struct timestamp_group_list {
+  std::array<timestamp_group, 4> groups{};
+  size_t count = 0;
+
+  const timestamp_group* begin() const { return groups.data(); }
+  const timestamp_group* end() const { return groups.data() + count; }
 };
 
 // The groups of the modified, accessed, MFT changed and created times, in the
 // order each value first appears: the rows of -csvl2t and the lines of
 // -jsonl.  A time that does not convert (zero included) is a value like any
 // other and keeps its group, so no entry is lost from a timeline.
-std::vector<timestamp_group> timestamp_groups(const std::array<uint64_t, 4>& times);
+timestamp_group_list timestamp_groups(const std::array<uint64_t, 4>& times);
 
 // Writes the header when `first_call` is set (and clears it), then one row per
 // distinct timestamp value of the record.

@@ -46,9 +46,11 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<string_case>& info) { return std::to_string(info.index); });
 
 TEST(json_object, members_in_order_on_one_line) {
-  json_object object;
-  object.text("a", "x").number("b", UINT64_MAX).signed_number("c", -5).boolean("d", false).null("e");
-  EXPECT_EQ(object.finish(), "{\"a\":\"x\",\"b\":18446744073709551615,\"c\":-5,\"d\":false,\"e\":null}\n");
+  std::string out;
+  json_object object(out);
+  object.text("a", "x").number("b", UINT64_MAX).signed_number("c", INT64_MIN).boolean("d", false).null("e");
+  object.finish();
+  EXPECT_EQ(out, "{\"a\":\"x\",\"b\":18446744073709551615,\"c\":-9223372036854775808,\"d\":false,\"e\":null}\n");
 }
 
 struct time_case {
