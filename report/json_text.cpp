@@ -65,11 +65,14 @@ utf8_step decode_utf8(std::string_view text) {
   return step;
 }
 
-// Printable ASCII other than '"' and '\': the bytes that go across unchanged.
-bool is_plain(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte >= 0x20 && byte < 0x7F && byte != '"' && byte != '\\';
-}
+// Printable ASCII other than '"' and '\\': the bytes that go across unchanged.
+constexpr std::array<bool, 256> plain_bytes = [] {
+  std::array<bool, 256> plain{};
+  for (size_t byte = 0x20; byte < 0x7F; ++byte) plain[byte] = byte != '"' && byte != '\\';
+  return plain;
+}();
+
+bool is_plain(char c) { return plain_bytes[static_cast<unsigned char>(c)]; }
 
 // Appends the run of plain bytes at the start of `text` and drops it.
 void take_plain_run(std::string& out, std::string_view& text) {
@@ -102,9 +105,8 @@ void append_json_string(std::string& out, std::string_view text) {
 
 // Member names are slix's own plain ASCII words: they need no escaping.
 void json_object::key(std::string_view name) {
-  if (!m_first) m_text.push_back(',');
+  m_text.append(m_first ? "\"" : ",\"");
   m_first = false;
-  m_text.push_back('"');
   m_text.append(name);
   m_text.append("\":");
 }
