@@ -7,12 +7,9 @@ bool entry_selected(const indx_options& options, const indx_entry& entry) {
 
 namespace {
 
-template <typename Collection>
-void write_collection(const Collection& entries, const indx_options& options, entry_writer& writer,
-                      const source_buffers& buffers) {
-  for (const auto& [key, entry] : entries) {
-    if (entry_selected(options, entry)) writer.write(entry, buffers.of(entry.offset.frame));
-  }
+void write_entry(const indx_entry& entry, const indx_options& options, entry_writer& writer,
+                 const source_buffers& buffers) {
+  if (entry_selected(options, entry)) writer.write(entry, buffers.of(entry.offset.frame));
 }
 
 }  // namespace
@@ -29,8 +26,8 @@ std::span<const uint8_t> source_buffers::of(offset_frame frame) const {
 void write_selected_entries(const entry_report& report, const indx_options& options, entry_writer& writer,
                             const source_buffers& buffers) {
   if (options.nodups) {
-    write_collection(report.dedup, options, writer, buffers);
+    for (const indx_entry& entry : report.deduplicated()) write_entry(entry, options, writer, buffers);
   } else {
-    write_collection(report.by_time, options, writer, buffers);
+    for (const uint32_t number : report.by_time) write_entry(report.entries[number], options, writer, buffers);
   }
 }

@@ -80,7 +80,8 @@ bool queue_start_directories(volume_run& run, const indx_options& options) {
 // Sub-directories among the valid entries go one level deeper; the
 // directory's own "." entry and self references are not descended into.
 void queue_children(volume_run& run, const dir_work_item& parent) {
-  for (const auto& [time, entry] : run.index.report.by_time) {
+  for (const indx_entry* listed : run.index.report.in_time_order()) {
+    const indx_entry& entry = *listed;
     const uint64_t child = mft_entry_of(entry.file_ref);
     if (!entry.is_valid || !entry.is_dir || child == parent.entry) continue;
     dir_work_item item{child, mft_sequence_of(entry.file_ref), 0, parent.path, parent.level + 1};

@@ -3,8 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <array>
+#include <compare>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "indx/indx_entry.h"
 
@@ -43,14 +46,50 @@ struct entry_stores {
   }
 };
 
+// What an entry is de-duplicated by: its name, lower-cased, and its
+// modified, accessed, MFT-changed and created times.
+struct entry_identity {
+  std::string lower_name;
+  std::array<uint64_t, 4> times{};
+
+  auto operator<=>(const entry_identity&) const = default;
+};
+
+// One entry of the de-duplicated set: the first entry of its identity, shown
+// with the file reference, head and offset of `reference_from` (the copy
+// whose reference the merge preferred; the first itself unless replaced).
+struct dedup_slot {
+  uint32_t first = 0;
+  uint32_t reference_from = 0;
+};
+
+// The entries of one directory (or one INDX file) as the report walks them.
+// Each entry is stored once; the report order and the de-duplicated set
+// refer to it by number.
 struct entry_report {
-  // Every entry, ordered by modified time; ties keep insertion order.
-  std::multimap<uint64_t, indx_entry> by_time;
-  // De-duplicated by name and the four times (walked for -nodups).
-  std::map<std::string, indx_entry> dedup;
+  // Every entry, in the order the merge met them.
+  std::vector<indx_entry> entries;
+  // Numbers of `entries` by modified time; equal times keep merge order.
+  std::vector<uint32_t> by_time;
+  // One slot per identity.  The lookups need only equality; the order the
+  // -nodups report walks is made by deduplicated().
+  std::map<entry_identity, dedup_slot> dedup;
 
   void clear() {
+    entries.clear();
     by_time.clear();
     dedup.clear();
   }
+
+  // The entries in report order.
+  std::vector<const indx_entry*> in_time_order() const {
+    std::vector<const indx_entry*> order;
+    order.reserve(by_time.size());
+    for (const uint32_t number : by_time) order.push_back(&entries[number]);
+    return order;
+  }
+
+  // The de-duplicated entries as -nodups reports them, ordered by identity
+  // key (identity_key in indx/merge.h).
+  std::vector<indx_entry> deduplicated() const;
 };

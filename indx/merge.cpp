@@ -1,6 +1,9 @@
 #include "indx/merge.h"
 
+#include <algorithm>
+
 #include "indx/entry_decode.h"
+#include "support/check.h"
 #include "support/types.h"
 #include "support/vk_string.h"
 #include "support/vk_time.h"
@@ -58,32 +61,48 @@ bool has_usable_ref(mft_ref ref) { return mft_sequence_of(ref) != 0 && mft_entry
 
 // Among slack copies of one name and set of times, the de-duplicated set
 // keeps the one whose file reference is usable and that belongs to this
-// directory (entry number `directory`, 0 when it has no live entries).
-bool should_replace(const indx_entry& stored, const indx_entry& candidate, uint64_t directory) {
+// directory (entry number `directory`, 0 when it has no live entries).  The
+// kept copy shows `stored_ref` and belongs to `stored_parent`.
+bool should_replace(mft_ref stored_ref, mft_ref stored_parent, const indx_entry& candidate, uint64_t directory) {
   if (!has_usable_ref(candidate.file_ref)) return false;
-  if (directory == 0) return mft_sequence_of(stored.file_ref) == 0 || mft_entry_of(stored.file_ref) == 0;
-  return mft_entry_of(stored.parent_ref()) != directory && mft_entry_of(candidate.parent_ref()) == directory;
+  if (directory == 0) return mft_sequence_of(stored_ref) == 0 || mft_entry_of(stored_ref) == 0;
+  return mft_entry_of(stored_parent) != directory && mft_entry_of(candidate.parent_ref()) == directory;
+}
+
+entry_identity identity_of(const indx_entry& entry) {
+  return {vk::to_lower(entry.name), {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()}};
+}
+
+uint32_t next_number(const entry_report& report) {
+  SLIX_CHECK(report.entries.size() < UINT32_MAX);
+  return static_cast<uint32_t>(report.entries.size());
+}
+
+void add_to_report(entry_report& report, indx_entry&& entry) {
+  report.by_time.push_back(next_number(report));
+  report.entries.push_back(std::move(entry));
 }
 
 void merge_slack_entry(entry_report& report, const entry_stores& stores, const valid_store* elsewhere,
-                       indx_entry& entry, uint64_t directory) {
-  const std::string annotation = annotate(entry, stores, elsewhere);
-  const auto [stored, added] = report.dedup.emplace(identity_key(entry), entry);
+                       indx_entry&& entry, uint64_t directory) {
+  std::string annotation = annotate(entry, stores, elsewhere);
+  const uint32_t number = next_number(report);
+  const auto [slot, added] = report.dedup.try_emplace(identity_of(entry), dedup_slot{number, number});
   if (added) {
-    stored->second.annotation = annotation;
-    entry.annotation = annotation;
-  } else if (stored->second.is_valid) {
+    entry.annotation = std::move(annotation);
+    add_to_report(report, std::move(entry));
+    return;
+  }
+  const indx_entry& first = report.entries[slot->second.first];
+  if (first.is_valid) {
     entry.annotation =
         annotation.empty() ? annotation_exists : std::string(annotation_exists) + " [" + annotation + "]";
   } else {
-    entry.annotation = annotation;
-    if (should_replace(stored->second, entry, directory)) {
-      stored->second.file_ref = entry.file_ref;
-      stored->second.header = entry.header;
-      stored->second.offset = entry.offset;
-    }
+    entry.annotation = std::move(annotation);
+    const mft_ref shown_ref = report.entries[slot->second.reference_from].file_ref;
+    if (should_replace(shown_ref, first.parent_ref(), entry, directory)) slot->second.reference_from = number;
   }
-  report.by_time.emplace(entry.modified(), std::move(entry));
+  add_to_report(report, std::move(entry));
 }
 
 }  // namespace
@@ -105,15 +124,39 @@ bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_typ
   const uint64_t directory = stores.valid.empty() ? 0 : mft_entry_of(stores.valid.begin()->second.parent_ref());
   for (auto& [key, entry] : stores.valid) {
     entry.attr_type = attr_type;
-    report.by_time.emplace(entry.modified(), entry);
-    report.dedup.emplace(identity_key(entry), entry);
+    const uint32_t number = next_number(report);
+    report.dedup.try_emplace(identity_of(entry), dedup_slot{number, number});
+    add_to_report(report, indx_entry(entry));
   }
   for (auto& [parent, entry] : stores.slack) {
     entry.mtime_unconvertible = !vk::filetime_converts(entry.modified());
     if (entry.name.empty()) continue;
     entry.attr_type = attr_type;
     if (mft_sequence_of(entry.file_ref) == 0 && mft_entry_of(entry.file_ref) > max_plausible_entry) entry.file_ref = 0;
-    merge_slack_entry(report, stores, live_elsewhere, entry, directory);
+    merge_slack_entry(report, stores, live_elsewhere, std::move(entry), directory);
   }
+  // A stable sort of the whole list: entries of an earlier merge come first
+  // among equal times, as do earlier entries of this one.
+  std::stable_sort(report.by_time.begin(), report.by_time.end(), [&report](uint32_t a, uint32_t b) {
+    return report.entries[a].modified() < report.entries[b].modified();
+  });
   return true;
+}
+
+std::vector<indx_entry> entry_report::deduplicated() const {
+  std::vector<std::pair<std::string, indx_entry>> keyed;
+  keyed.reserve(dedup.size());
+  for (const auto& [identity, slot] : dedup) {
+    indx_entry shown = entries[slot.first];
+    const indx_entry& reference = entries[slot.reference_from];
+    shown.file_ref = reference.file_ref;
+    shown.header = reference.header;
+    shown.offset = reference.offset;
+    keyed.emplace_back(identity_key(shown), std::move(shown));
+  }
+  std::sort(keyed.begin(), keyed.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<indx_entry> ordered;
+  ordered.reserve(keyed.size());
+  for (auto& [key, entry] : keyed) ordered.push_back(std::move(entry));
+  return ordered;
 }

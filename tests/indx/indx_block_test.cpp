@@ -13,8 +13,8 @@ using namespace build;
 
 std::multiset<std::string> names(const entry_report& report, bool valid) {
   std::multiset<std::string> found;
-  for (const auto& [time, entry] : report.by_time)
-    if (entry.is_valid == valid) found.insert(entry.name);
+  for (const indx_entry* entry : report.in_time_order())
+    if (entry->is_valid == valid) found.insert(entry->name);
   return found;
 }
 
@@ -40,8 +40,8 @@ TEST(indx_block, record_loop) {
   entry_report report;
   ASSERT_TRUE(analyse_indx_block(block, 0, ~0ULL, report));
   EXPECT_EQ(names(report, true), (std::multiset<std::string>{"zero.txt", long_name, "two.txt"}));
-  for (const auto& [time, entry] : report.by_time)
-    EXPECT_EQ(entry.offset.bytes % ix::record_size, ix::rec_node_header + indx_record::first_entry);
+  for (const indx_entry* entry : report.in_time_order())
+    EXPECT_EQ(entry->offset.bytes % ix::record_size, ix::rec_node_header + indx_record::first_entry);
   block[ix::record_size + ix::rec_node_header + ix::node_entries_offset + 1] = 0xF0;
   entry_report cut;
   ASSERT_TRUE(analyse_indx_block(block, 0, ~0ULL, cut));

@@ -84,7 +84,7 @@ TEST(directory_index, allocation_is_read_in_chunks_of_32_clusters_and_dumped) {
   ASSERT_EQ(index.alloc.size(), alloc_clusters * volume::cluster);
   const uint64_t entry_offset = ix::rec_node_header + indx_record::first_entry;
   std::map<std::string, uint64_t> offsets;
-  for (const auto& [time, entry] : index.report.by_time) offsets[entry.name] = entry.offset.bytes;
+  for (const indx_entry* entry : index.report.in_time_order()) offsets[entry->name] = entry->offset.bytes;
   EXPECT_EQ(offsets["first.txt"], entry_offset);
   EXPECT_EQ(offsets["late.txt"], 35 * volume::cluster + entry_offset);
   EXPECT_EQ(vk::le_reader(index.alloc).u64(35 * volume::cluster + entry_offset), make_mft_ref(51, 1));
@@ -109,7 +109,7 @@ TEST(directory_index, unreadable_chunks) {
   directory_index index;
   ASSERT_TRUE(analyse_directory(*ntfs, indx_options{}, 40, 1, index));
   ASSERT_EQ(index.report.by_time.size(), 1u);
-  EXPECT_EQ(index.report.by_time.begin()->second.offset.bytes,
+  EXPECT_EQ(index.report.in_time_order()[0]->offset.bytes,
             35 * volume::cluster + ix::rec_node_header + indx_record::first_entry);
   EXPECT_EQ(index.alloc.size(), alloc_clusters * volume::cluster);
   slix_test::temp_dir dir;

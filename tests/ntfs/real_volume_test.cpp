@@ -33,7 +33,8 @@ std::multiset<std::string> analyse(CNtfs& ntfs, uint64_t entry) {
   EXPECT_TRUE(record_sequence(ntfs, entry, seq));
   directory_index index;
   analyse_directory(ntfs, indx_options{}, entry, seq, index);
-  for (const auto& [time, e] : index.report.by_time) names.insert(e.is_valid ? e.name : e.name + " / " + e.annotation);
+  for (const indx_entry* e : index.report.in_time_order())
+    names.insert(e->is_valid ? e->name : e->name + " / " + e->annotation);
   return names;
 }
 
