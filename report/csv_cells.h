@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -41,6 +42,10 @@ class csv_line {
   std::string m_separator;
   // The bytes that force quoting: '"', CR, LF and a one-byte separator.
   std::array<bool, 256> m_special{};
+  // The same bytes, each repeated across a 64-bit word, so that eight bytes
+  // of a cell are tested at once.
+  std::array<uint64_t, 4> m_special_words{};
+  size_t m_special_count = 0;
   std::string m_text;
   bool m_empty = true;
   bool m_finished = false;

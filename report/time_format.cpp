@@ -198,6 +198,9 @@ const time_renderer::second_text& time_renderer::text_of_second(uint64_t filetim
 }
 
 bool time_renderer::render(uint64_t filetime) {
+  // The four times of an entry are often one value.
+  if (m_filetime == filetime) return !m_time.empty();
+  m_filetime = filetime;
   m_date = {};
   m_time.clear();
   if (!vk::filetime_converts(filetime)) return false;

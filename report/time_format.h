@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <array>
 #include <string>
 #include <string_view>
@@ -72,6 +73,7 @@ class time_renderer {
   time_format_spec m_layout;
   std::array<second_text, 4> m_recent;
   size_t m_next_slot = 0;
+  std::optional<uint64_t> m_filetime;  // the value the views show
   std::string_view m_date;
   std::string m_time;
 };
