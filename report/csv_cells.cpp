@@ -49,7 +49,14 @@ bool csv_line::needs_quotes(std::string_view cell) const {
   return m_separator.size() > 1 && cell.find(m_separator) != std::string_view::npos;
 }
 
-void csv_line::add(std::string_view cell, size_t width) {
+bool csv_line::never_quotes(std::string_view alphabet) const {
+  for (const char c : alphabet)
+    if (m_special[static_cast<unsigned char>(c)]) return false;
+  // A longer separator can only appear in a cell if all its bytes can.
+  return m_separator.size() == 1 || m_separator.find_first_not_of(alphabet) != std::string::npos;
+}
+
+void csv_line::start_cell() {
   if (m_finished) {
     m_text.clear();
     m_empty = true;
@@ -57,6 +64,24 @@ void csv_line::add(std::string_view cell, size_t width) {
   }
   if (!m_empty) m_text += m_separator;
   m_empty = false;
+}
+
+// Characters are counted only when the cell is padded.
+void csv_line::pad(size_t start, size_t width) {
+  if (width == 0) return;
+  const size_t length = utf8_length(std::string_view(m_text).substr(start));
+  if (width > length) m_text.append(width - length, ' ');
+}
+
+void csv_line::add_plain(std::string_view cell, size_t width) {
+  start_cell();
+  const size_t start = m_text.size();
+  m_text.append(cell);
+  pad(start, width);
+}
+
+void csv_line::add(std::string_view cell, size_t width) {
+  start_cell();
   const size_t start = m_text.size();
   if (!needs_quotes(cell)) {
     m_text.append(cell);
@@ -69,10 +94,7 @@ void csv_line::add(std::string_view cell, size_t width) {
     m_text.append(cell);
     m_text += '"';
   }
-  // Characters are counted only when the cell is padded.
-  if (width == 0) return;
-  const size_t length = utf8_length(std::string_view(m_text).substr(start));
-  if (width > length) m_text.append(width - length, ' ');
+  pad(start, width);
 }
 
 std::string_view csv_line::finish_view() {

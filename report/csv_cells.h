@@ -31,6 +31,11 @@ class csv_line {
 
   // Appends one cell, quoted when needed, padded to `width` characters.
   void add(std::string_view cell, size_t width = 0);
+  // True when no text made only of `alphabet` can need quotes with this
+  // separator; such cells may skip the test.
+  bool never_quotes(std::string_view alphabet) const;
+  // Appends a cell known to need no quotes, padded to `width` characters.
+  void add_plain(std::string_view cell, size_t width = 0);
   // The finished line, ending in a line feed; the next add() starts a new
   // line.  The view stays valid until then.
   std::string_view finish_view();
@@ -38,6 +43,8 @@ class csv_line {
 
  private:
   bool needs_quotes(std::string_view cell) const;
+  void start_cell();
+  void pad(size_t start, size_t width);
 
   std::string m_separator;
   // The bytes that force quoting: '"', CR, LF and a one-byte separator.

@@ -20,6 +20,8 @@ csv_writer::csv_writer(const report_options& options)
       m_separator(csv_separator_of(options)),
       m_padded(options.pair_datetime && !options.no_whitespace),
       m_line(m_separator),
+      m_numbers_plain(m_line.never_quotes("0123456789abcdefx")),
+      m_clocks_plain(m_line.never_quotes("0123456789:.")),
       m_times(options.time_spec) {
   add_column("offset", number_width);
   for (const char* name : {"mft entry", "mft seqnum", "parent mft", "par seqnum"}) add_column(name, number_width);
@@ -87,7 +89,15 @@ void csv_writer::add_cell(std::string_view text) {
   m_line.add(text, m_columns[m_next_column++].width);
 }
 
-void csv_writer::add_number_cell(uint64_t value) { add_cell(number_cell(value, m_options.base10).view()); }
+void csv_writer::add_cell(std::string_view text, bool plain) {
+  if (!plain) return add_cell(text);
+  SLIX_CHECK(m_next_column < m_columns.size());
+  m_line.add_plain(text, m_columns[m_next_column++].width);
+}
+
+void csv_writer::add_number_cell(uint64_t value) {
+  add_cell(number_cell(value, m_options.base10).view(), m_numbers_plain);
+}
 
 // With -pair_datetime one cell holds date, blank and time; a time that does
 // not convert leaves the cell (or both cells) empty.
@@ -95,7 +105,7 @@ void csv_writer::add_time_cells(uint64_t filetime) {
   const bool rendered = m_times.render(filetime);
   if (!m_options.pair_datetime) {
     add_cell(m_times.date());
-    add_cell(m_times.time());
+    add_cell(m_times.time(), m_clocks_plain);
   } else if (!rendered) {
     add_cell({});
   } else {

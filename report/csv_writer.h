@@ -31,6 +31,9 @@ class csv_writer {
   void add_column(std::string name, size_t width);
   // Appends the next cell of the row.
   void add_cell(std::string_view text);
+  // Appends a cell of digits and the like, which needs no quotes unless the
+  // separator could appear in it (`plain` false).
+  void add_cell(std::string_view text, bool plain);
   void add_number_cell(uint64_t value);
   void add_time_cells(uint64_t filetime);
 
@@ -41,6 +44,9 @@ class csv_writer {
   bool m_padded;
   std::vector<column> m_columns;
   csv_line m_line;
+  // Whether numbers and clock times can go without the quoting test.
+  bool m_numbers_plain;
+  bool m_clocks_plain;
   size_t m_next_column = 0;
   time_renderer m_times;
   flags_text_cache m_flags_text;
