@@ -259,7 +259,8 @@ bool read_directory_children(CNtfs& volume, uint64_t entry, std::vector<director
     raw_dump dump(no_dump, "");
     parse_allocation(pass, runs, buffer, dump);
   }
-  for (const auto& [key, child] : stores.valid) {
+  for (const auto& [key, number] : stores.valid) {
+    const indx_entry& child = stores.entries[number];
     children.push_back({mft_entry_of(child.file_ref), mft_sequence_of(child.file_ref), child.name, child.is_dir, {}});
   }
   return true;

@@ -31,12 +31,3 @@ std::string decode_entry_name(const vk::le_reader& entry, size_t units) {
   if (bytes.size() <= indx_format::ent_key) return {};
   return file_name_text(bytes.subspan(indx_format::ent_key), units);
 }
-
-std::string valid_store_key(mft_ref parent, std::string_view name) {
-  std::string key;
-  key.reserve(store_key_width + 1 + name.size());
-  vk::append_dec(key, mft_entry_of(parent), store_key_width);
-  key += '_';
-  vk::append_lower(key, name);
-  return key;
-}

@@ -1,5 +1,5 @@
 // Turning the bytes of one index entry into an `indx_entry`, shared by the
-// valid walk and the slack carver, and the valid store's key.
+// valid walk and the slack carver.
 #pragma once
 
 #include <string>
@@ -17,7 +17,3 @@ indx_entry decode_entry_fields(const vk::le_reader& entry);
 
 // The entry's name: `units` UTF-16LE code units after the key's fixed part.
 std::string decode_entry_name(const vk::le_reader& entry, size_t units);
-
-// Key of the valid store: the parent's entry number, decimal, zero-filled to
-// width 10, "_", then the lower-cased name.
-std::string valid_store_key(mft_ref parent, std::string_view name);

@@ -1,49 +1,68 @@
 // The entry stores one directory (or one INDX file) fills while its nodes are
-// parsed, and the two collections the report walks after the merge.
+// parsed, and the report the merge makes of them.  Every entry is stored
+// once, in a vector; the maps and lists that order them hold entry numbers.
 #pragma once
 
-#include <cstdint>
 #include <array>
 #include <compare>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "indx/indx_entry.h"
 
-// Live entries keyed by parent entry number, decimal, zero-filled to width
-// 10, "_", the lower-cased name.  A second entry under a key is not stored.
-using valid_store = std::map<std::string, indx_entry>;
+// Key of a live entry: its parent's entry number and its lower-cased name.
+// Keys are ordered as the text "<parent, decimal, zero-filled to width
+// 10>_<name>" would be, which is the order live entries are reported in
+// among equal times.
+struct valid_key {
+  uint64_t parent_entry = 0;
+  std::string lower_name;
+
+  // The key as that text.
+  std::string text() const;
+  bool operator<(const valid_key& other) const;
+};
+
+valid_key make_valid_key(mft_ref parent, std::string_view name);
+
+// Live entries by key, each key once: the number of the entry, in the
+// stores' vector before the merge and in the report's after it.
+using valid_store = std::map<valid_key, uint32_t>;
 
 struct entry_stores {
+  // Every entry found, in the order found.
+  std::vector<indx_entry> entries;
   valid_store valid;
-  // Key: parent entry number; equal keys keep insertion order.
-  std::multimap<uint64_t, indx_entry> slack;
+  // Numbers of the slack entries, in the order found; the merge takes them
+  // ordered by parent entry number.
+  std::vector<uint32_t> slack;
 
   void clear() {
+    entries.clear();
     valid.clear();
     slack.clear();
   }
   bool empty() const { return valid.empty() && slack.empty(); }
+
+  // Stores a live entry unless its key is taken already (a second entry
+  // under a key is not stored).
+  void add_valid(indx_entry&& entry);
+  void add_slack(indx_entry&& entry);
+
+  // The live entry that sorts first, or nullptr.
+  const indx_entry* first_valid() const { return valid.empty() ? nullptr : &entries[valid.begin()->second]; }
 
   // Entries found in the live part of a node that is not live after all (a
   // directory whose MFT record is no longer in use, an INDX record the index
   // has released) lose their valid mark and join the slack, so that the
   // merge annotates them as it annotates carved entries: "deleted", or
   // "exists [...]" when a live copy of them exists.
-  void demote_valid_entries() {
-    for (auto& [key, entry] : valid) {
-      entry.is_valid = false;
-      slack.emplace(mft_entry_of(entry.parent_ref()), std::move(entry));
-    }
-    valid.clear();
-  }
+  void demote_valid_entries();
 
   // Takes every entry of `other` as slack (the entries of a released record).
-  void take_as_slack(entry_stores& other) {
-    other.demote_valid_entries();
-    slack.merge(other.slack);
-  }
+  void take_as_slack(entry_stores& other);
 };
 
 // What an entry is de-duplicated by: its name, lower-cased, and its
@@ -64,12 +83,11 @@ struct dedup_slot {
 };
 
 // The entries of one directory (or one INDX file) as the report walks them.
-// Each entry is stored once; the report order and the de-duplicated set
-// refer to it by number.
 struct entry_report {
-  // Every entry, in the order the merge met them.
+  // Every entry the merges took in, in the order they took them.
   std::vector<indx_entry> entries;
-  // Numbers of `entries` by modified time; equal times keep merge order.
+  // Numbers of the reported entries by modified time; equal times keep the
+  // order of the merge.
   std::vector<uint32_t> by_time;
   // One slot per identity.  The lookups need only equality; the order the
   // -nodups report walks is made by deduplicated().
@@ -81,7 +99,7 @@ struct entry_report {
     dedup.clear();
   }
 
-  // The entries in report order.
+  // The reported entries in report order.
   std::vector<const indx_entry*> in_time_order() const {
     std::vector<const indx_entry*> order;
     order.reserve(by_time.size());

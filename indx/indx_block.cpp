@@ -29,8 +29,8 @@ bool analyse_indx_block(std::span<uint8_t> block, uint64_t parent_entry, uint64_
     apply_fixup(record, indx_file_sector_size);
     // Once known, the directory is kept for the rest of the block; its
     // sequence number is left 0 so that each node supplies its own.
-    if (parent_entry == 0 && !stores.valid.empty())
-      parent_entry = mft_entry_of(stores.valid.begin()->second.parent_ref());
+    if (parent_entry == 0 && stores.first_valid() != nullptr)
+      parent_entry = mft_entry_of(stores.first_valid()->parent_ref());
     const vk::le_reader node =
         vk::le_reader(record).sub(indx_format::rec_node_header, indx_format::node_limit_in_record);
     const source_offset node_offset{offset_frame::indx_file, k * indx_format::record_size + indx_format::rec_node_header};

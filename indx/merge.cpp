@@ -34,16 +34,19 @@ std::string time_marks(const indx_entry& slack, const indx_entry& live) {
 // The live entry of the same parent and name: in this attribute's store, or
 // in the live entries of the directory's other index attribute (a name can
 // live in the index root while a stale copy of it sits in an INDX record).
-const indx_entry* live_entry(const indx_entry& slack, const entry_stores& stores, const valid_store* elsewhere) {
-  const std::string key = valid_store_key(slack.parent_ref(), slack.name);
-  if (const auto it = stores.valid.find(key); it != stores.valid.end()) return &it->second;
+// Both stores number their entries in the report by now.
+const indx_entry* live_entry(const indx_entry& slack, const entry_report& report, const valid_store& own,
+                             const valid_store* elsewhere) {
+  const valid_key key = make_valid_key(slack.parent_ref(), slack.name);
+  if (const auto it = own.find(key); it != own.end()) return &report.entries[it->second];
   if (elsewhere == nullptr) return nullptr;
   const auto it = elsewhere->find(key);
-  return it == elsewhere->end() ? nullptr : &it->second;
+  return it == elsewhere->end() ? nullptr : &report.entries[it->second];
 }
 
-std::string annotate(const indx_entry& slack, const entry_stores& stores, const valid_store* elsewhere) {
-  const indx_entry* const found = live_entry(slack, stores, elsewhere);
+std::string annotate(const indx_entry& slack, const entry_report& report, const valid_store& own,
+                     const valid_store* elsewhere) {
+  const indx_entry* const found = live_entry(slack, report, own, elsewhere);
   if (found == nullptr) return annotation_deleted;
   const indx_entry& live = *found;
   const std::string marks = time_marks(slack, live);
@@ -73,36 +76,53 @@ entry_identity identity_of(const indx_entry& entry) {
   return {vk::to_lower(entry.name), {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()}};
 }
 
-uint32_t next_number(const entry_report& report) {
-  SLIX_CHECK(report.entries.size() < UINT32_MAX);
-  return static_cast<uint32_t>(report.entries.size());
+// Moves the stores' entries to the end of the report's and renumbers the
+// live store to match; returns the number the first moved entry got.
+uint32_t move_entries_to_report(entry_report& report, entry_stores& stores) {
+  SLIX_CHECK(report.entries.size() + stores.entries.size() < UINT32_MAX);
+  const auto base = static_cast<uint32_t>(report.entries.size());
+  if (base == 0) {
+    report.entries.swap(stores.entries);
+  } else {
+    report.entries.reserve(report.entries.size() + stores.entries.size());
+    for (indx_entry& entry : stores.entries) report.entries.push_back(std::move(entry));
+  }
+  stores.entries.clear();
+  for (auto& [key, number] : stores.valid) number += base;
+  return base;
 }
 
-void add_to_report(entry_report& report, indx_entry&& entry) {
-  report.by_time.push_back(next_number(report));
-  report.entries.push_back(std::move(entry));
-}
-
-void merge_slack_entry(entry_report& report, const entry_stores& stores, const valid_store* elsewhere,
-                       indx_entry&& entry, uint64_t directory) {
-  std::string annotation = annotate(entry, stores, elsewhere);
-  const uint32_t number = next_number(report);
+// Annotates the slack entry numbered `number`, enters it in the
+// de-duplicated set and lists it for the report.
+void merge_slack_entry(entry_report& report, const valid_store& own, const valid_store* elsewhere, uint32_t number,
+                       uint64_t directory) {
+  indx_entry& entry = report.entries[number];
+  std::string annotation = annotate(entry, report, own, elsewhere);
+  report.by_time.push_back(number);
   const auto [slot, added] = report.dedup.try_emplace(identity_of(entry), dedup_slot{number, number});
   if (added) {
     entry.annotation = std::move(annotation);
-    add_to_report(report, std::move(entry));
     return;
   }
   const indx_entry& first = report.entries[slot->second.first];
   if (first.is_valid) {
     entry.annotation =
         annotation.empty() ? annotation_exists : std::string(annotation_exists) + " [" + annotation + "]";
-  } else {
-    entry.annotation = std::move(annotation);
-    const mft_ref shown_ref = report.entries[slot->second.reference_from].file_ref;
-    if (should_replace(shown_ref, first.parent_ref(), entry, directory)) slot->second.reference_from = number;
+    return;
   }
-  add_to_report(report, std::move(entry));
+  entry.annotation = std::move(annotation);
+  const mft_ref shown_ref = report.entries[slot->second.reference_from].file_ref;
+  if (should_replace(shown_ref, first.parent_ref(), entry, directory)) slot->second.reference_from = number;
+}
+
+// The report numbers of the slack entries (store numbers + `base`) ordered
+// by parent entry number, those of one parent in the order they were found.
+std::vector<uint32_t> slack_by_parent(const entry_report& report, std::vector<uint32_t> slack, uint32_t base) {
+  for (uint32_t& number : slack) number += base;
+  std::stable_sort(slack.begin(), slack.end(), [&report](uint32_t a, uint32_t b) {
+    return mft_entry_of(report.entries[a].parent_ref()) < mft_entry_of(report.entries[b].parent_ref());
+  });
+  return slack;
 }
 
 }  // namespace
@@ -121,20 +141,24 @@ std::string identity_key(const indx_entry& entry) {
 bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_type, uint64_t max_plausible_entry,
                    const valid_store* live_elsewhere) {
   if (stores.empty()) return false;
-  const uint64_t directory = stores.valid.empty() ? 0 : mft_entry_of(stores.valid.begin()->second.parent_ref());
-  for (auto& [key, entry] : stores.valid) {
+  const uint32_t base = move_entries_to_report(report, stores);
+  const indx_entry* const first_live = stores.valid.empty() ? nullptr : &report.entries[stores.valid.begin()->second];
+  const uint64_t directory = first_live == nullptr ? 0 : mft_entry_of(first_live->parent_ref());
+  for (const auto& [key, number] : stores.valid) {
+    indx_entry& entry = report.entries[number];
     entry.attr_type = attr_type;
-    const uint32_t number = next_number(report);
     report.dedup.try_emplace(identity_of(entry), dedup_slot{number, number});
-    add_to_report(report, indx_entry(entry));
+    report.by_time.push_back(number);
   }
-  for (auto& [parent, entry] : stores.slack) {
+  for (const uint32_t number : slack_by_parent(report, std::move(stores.slack), base)) {
+    indx_entry& entry = report.entries[number];
     entry.mtime_unconvertible = !vk::filetime_converts(entry.modified());
     if (entry.name.empty()) continue;
     entry.attr_type = attr_type;
     if (mft_sequence_of(entry.file_ref) == 0 && mft_entry_of(entry.file_ref) > max_plausible_entry) entry.file_ref = 0;
-    merge_slack_entry(report, stores, live_elsewhere, std::move(entry), directory);
+    merge_slack_entry(report, stores.valid, live_elsewhere, number, directory);
   }
+  stores.slack.clear();
   // A stable sort of the whole list: entries of an earlier merge come first
   // among equal times, as do earlier entries of this one.
   std::stable_sort(report.by_time.begin(), report.by_time.end(), [&report](uint32_t a, uint32_t b) {

@@ -8,14 +8,17 @@
 
 #include "indx/entry_store.h"
 
-// Fills report.by_time (every entry, by modified time, valid entries first
-// among equal times) and report.dedup (one entry per identity key).  Entries
-// in `stores` are stamped with `attr_type`; a slack entry's file reference
-// with sequence 0 and an entry number above `max_plausible_entry` is
-// cleared.  Slack entries are moved into the report.  A slack entry whose
-// name is not live in `stores` is looked up in `live_elsewhere` too (the live
-// entries of the directory's other index attribute) before it is called
-// deleted.  Returns false when both stores are empty.
+// Moves the entries of `stores` into the report, lists them in
+// report.by_time (by modified time; among equal times, earlier merges first,
+// then this one's live entries, then its slack) and enters them in
+// report.dedup (one slot per identity).  Entries are stamped with
+// `attr_type`; a slack entry's file reference with sequence 0 and an entry
+// number above `max_plausible_entry` is cleared.  A slack entry whose name is
+// not live in `stores` is looked up in `live_elsewhere` too (the live entries
+// of the directory's other index attribute, numbered in this report) before
+// it is called deleted.  Afterwards stores.valid numbers its entries in the
+// report, and the stores hold no entries.  Returns false when both stores
+// are empty.
 bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_type, uint64_t max_plausible_entry,
                    const valid_store* live_elsewhere = nullptr);
 

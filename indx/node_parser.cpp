@@ -67,7 +67,7 @@ walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, cons
     indx_entry decoded = decode_valid_entry(entry, node_offset + walk.stop);
     if (first_entry) walk.directory_ref = complete_directory_ref(directory_ref, decoded.parent_ref());
     first_entry = false;
-    stores.valid.emplace(valid_store_key(decoded.parent_ref(), decoded.name), std::move(decoded));
+    stores.add_valid(std::move(decoded));
     // The entry fitted inside the node, so its offset is within the limit.
     if (remaining < 0) break;
     walk.stop += length;

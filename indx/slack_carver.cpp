@@ -180,7 +180,6 @@ void carve_node_slack(entry_stores& stores, mft_ref directory_ref, const vk::le_
   for (const uint64_t q : candidates) {
     std::optional<indx_entry> carved = carve_entry(slack, q, slack_offset);
     if (!carved) continue;
-    const uint64_t parent_entry = mft_entry_of(carved->parent_ref());
-    stores.slack.emplace(parent_entry, std::move(*carved));
+    stores.add_slack(std::move(*carved));
   }
 }

@@ -16,10 +16,10 @@ indx_entry make_entry(const entry_plan& plan, bool valid, uint64_t offset = 0) {
   return entry;
 }
 void add_valid(entry_stores& stores, const entry_plan& plan) {
-  stores.valid.emplace(valid_store_key(plan.parent, plan.name), make_entry(plan, true));
+  stores.add_valid(make_entry(plan, true));
 }
 void add_slack(entry_stores& stores, const entry_plan& plan, uint64_t offset = 0) {
-  stores.slack.emplace(mft_entry_of(plan.parent), make_entry(plan, false, offset));
+  stores.add_slack(make_entry(plan, false, offset));
 }
 entry_report merged(entry_stores& stores, uint64_t max_plausible_entry = ~0ULL,
                     uint32_t attr_type = mf::type_index_allocation) {
@@ -64,9 +64,10 @@ TEST(merge, slack_copy_of_a_name_live_in_the_other_attribute_is_not_deleted) {
   changed.changed += 9;
   add_slack(allocation, changed);
   entry_report report;
+  ASSERT_TRUE(merge_entries(report, root, mf::type_index_root, ~0ULL));
   ASSERT_TRUE(merge_entries(report, allocation, mf::type_index_allocation, ~0ULL, &root.valid));
-  ASSERT_EQ(report.by_time.size(), 1u);
-  EXPECT_EQ(report.in_time_order()[0]->annotation, "modified [..c.]");
+  ASSERT_EQ(report.by_time.size(), 2u);
+  EXPECT_EQ(report.entries[report.by_time[1]].annotation, "modified [..c.]");
   entry_stores same_allocation;
   add_slack(same_allocation, changed);
   entry_report alone;

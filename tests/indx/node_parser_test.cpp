@@ -19,14 +19,17 @@ TEST(node_parser, valid_walk_decodes_every_live_entry) {
   entry_stores stores;
   ASSERT_TRUE(parse_index_node(stores, 0, record.node(), source_offset{offset_frame::indx_file, 1000}, false));
   ASSERT_EQ(stores.valid.size(), 3u);
-  const indx_entry& alpha = stores.valid.at("0000000005_alpha.txt");
+  const auto live = [&stores](uint64_t parent, const char* name) -> const indx_entry& {
+    return stores.entries[stores.valid.at(valid_key{parent, name})];
+  };
+  const indx_entry& alpha = live(5, "alpha.txt");
   EXPECT_EQ(alpha.file_ref, make_mft_ref(100, 1));  // the second under this key is not stored
   EXPECT_TRUE(alpha.is_valid);
   EXPECT_EQ(alpha.offset.bytes, 1000 + first);
   EXPECT_EQ(alpha.size, 82u + 18);
   EXPECT_FALSE(alpha.is_dir);
-  EXPECT_EQ(stores.valid.at("0000000005_<name not present>").name, "<name not present>");
-  EXPECT_TRUE(stores.valid.at("0000001234_sub").is_dir);
+  EXPECT_EQ(live(5, "<name not present>").name, "<name not present>");
+  EXPECT_TRUE(live(1234, "sub").is_dir);
 }
 
 TEST(node_parser, walk_stops_at_the_first_damaged_entry) {

@@ -25,7 +25,7 @@ struct slack_node {
     EXPECT_TRUE(
         parse_index_node(stores, directory_ref, record.node(), source_offset{offset_frame::indx_file, 5000}, true));
     std::vector<indx_entry> carved;
-    for (const auto& [parent, entry] : stores.slack) carved.push_back(entry);
+    for (const uint32_t number : stores.slack) carved.push_back(stores.entries[number]);
     return carved;
   }
 };
