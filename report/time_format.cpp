@@ -108,6 +108,14 @@ void render_date(std::string& out, const vk::_windows_systemtime& st, const time
   }
 }
 
+constexpr uint64_t seconds_per_day = 86400;
+
+// Two decimal digits of `value` (below 100) at `out`.
+void put_two_digits(char* out, uint64_t value) {
+  out[0] = static_cast<char>('0' + value / 10);
+  out[1] = static_cast<char>('0' + value % 10);
+}
+
 uint64_t power_of_ten(unsigned exponent) {
   uint64_t value = 1;
   while (exponent-- > 0) value *= 10;
@@ -143,16 +151,6 @@ void render_clock(std::string& out, const vk::_windows_systemtime& st, const tim
   render_fraction(out, st, time_layout.fraction_digits());
 }
 
-// The sub-second fields of a FILETIME, as vk::time fills them.
-vk::_windows_systemtime fraction_fields(uint64_t filetime) {
-  const uint64_t remainder = filetime % vk::filetime_ticks_per_second;
-  vk::_windows_systemtime st;
-  st.wMilliseconds = static_cast<uint16_t>(remainder / 10000);
-  st.microseconds = remainder / 10;
-  st.nanoseconds = remainder * 100;
-  return st;
-}
-
 }  // namespace
 
 bool build_time_format_spec(time_format_spec& time_layout, const std::string& date_pattern,
@@ -180,21 +178,19 @@ bool render_filetime(uint64_t filetime, const time_format_spec& time_layout, std
 }
 
 time_renderer::time_renderer(const time_format_spec& time_layout)
-    : m_layout(time_layout.is_default() ? default_spec : time_layout) {}
+    : m_layout(time_layout.is_default() ? default_spec : time_layout),
+      m_fraction_digits(std::min(m_layout.fraction_digits(), max_fraction_digits)) {}
 
-const time_renderer::second_text& time_renderer::text_of_second(uint64_t filetime) {
-  const uint64_t second = filetime / vk::filetime_ticks_per_second;
-  for (const second_text& recent : m_recent)
-    if (recent.second == second) return recent;
-  second_text& slot = m_recent[m_next_slot];
-  m_next_slot = (m_next_slot + 1) % m_recent.size();
-  const vk::time value(filetime, vk::type_time::filetime);
-  slot.second = second;
+std::string_view time_renderer::date_of(uint64_t filetime) {
+  const uint64_t day = filetime / vk::filetime_ticks_per_second / seconds_per_day;
+  for (const day_text& recent : m_recent_days)
+    if (recent.day == day) return recent.date;
+  day_text& slot = m_recent_days[m_next_slot];
+  m_next_slot = (m_next_slot + 1) % m_recent_days.size();
+  slot.day = day;
   slot.date.clear();
-  slot.clock.clear();
-  render_date(slot.date, value.systemtime(), m_layout);
-  render_seconds_clock(slot.clock, value.systemtime());
-  return slot;
+  render_date(slot.date, vk::time(filetime, vk::type_time::filetime).systemtime(), m_layout);
+  return slot.date;
 }
 
 bool time_renderer::render(uint64_t filetime) {
@@ -204,9 +200,25 @@ bool time_renderer::render(uint64_t filetime) {
   m_date = {};
   m_time.clear();
   if (!vk::filetime_converts(filetime)) return false;
-  const second_text& text = text_of_second(filetime);
-  m_date = text.date;
-  m_time = text.clock;
-  render_fraction(m_time, fraction_fields(filetime), m_layout.fraction_digits());
+  m_date = date_of(filetime);
+  const uint64_t second_of_day = filetime / vk::filetime_ticks_per_second % seconds_per_day;
+  // hh:mm:ss, then "." and the fraction cut to its digits.
+  std::array<char, 8 + 1 + max_fraction_digits> text{};
+  put_two_digits(&text[0], second_of_day / 3600);
+  text[2] = ':';
+  put_two_digits(&text[3], second_of_day / 60 % 60);
+  text[5] = ':';
+  put_two_digits(&text[6], second_of_day % 60);
+  size_t length = 8;
+  if (m_fraction_digits != 0) {
+    text[length++] = '.';
+    // The remainder counts 100 ns ticks, seven digits; more digits append
+    // zeros (nanoseconds), fewer cut.
+    const uint64_t nanoseconds = filetime % vk::filetime_ticks_per_second * 100;
+    uint64_t value = nanoseconds / power_of_ten(max_fraction_digits - m_fraction_digits);
+    for (size_t i = m_fraction_digits; i-- > 0; value /= 10) text[length + i] = static_cast<char>('0' + value % 10);
+    length += m_fraction_digits;
+  }
+  m_time.assign(text.data(), length);
   return true;
 }

@@ -46,11 +46,11 @@ bool render_time(const vk::time& value, const time_format_spec& time_layout, std
 // Shorthand for a raw FILETIME.
 bool render_filetime(uint64_t filetime, const time_format_spec& time_layout, std::string& date, std::string& time);
 
-// Renders FILETIMEs with one layout for the report's rows.  The calendar
-// conversion is the costly part and the times of neighbouring rows mostly
-// fall in the same few seconds, so the date and clock of the last few
-// seconds rendered are kept; only the fraction is made anew.  Gives the
-// same text as render_filetime.
+// Renders FILETIMEs with one layout for the report's rows, giving the same
+// text as render_filetime.  The calendar conversion is the costly part and
+// the times of a directory mostly fall on a few days, so the date texts of
+// the last few days rendered are kept; the clock is worked out from the
+// second of the day.
 class time_renderer {
  public:
   explicit time_renderer(const time_format_spec& time_layout);
@@ -62,16 +62,16 @@ class time_renderer {
   std::string_view time() const { return m_time; }
 
  private:
-  struct second_text {
-    uint64_t second = UINT64_MAX;
+  struct day_text {
+    uint64_t day = UINT64_MAX;  // days since 1601-01-01
     std::string date;
-    std::string clock;  // hh:mm:ss, no fraction
   };
 
-  const second_text& text_of_second(uint64_t filetime);
+  std::string_view date_of(uint64_t filetime);
 
   time_format_spec m_layout;
-  std::array<second_text, 4> m_recent;
+  unsigned m_fraction_digits;
+  std::array<day_text, 4> m_recent_days;
   size_t m_next_slot = 0;
   std::optional<uint64_t> m_filetime;  // the value the views show
   std::string_view m_date;

@@ -78,7 +78,8 @@ class number_text {
 
   // Zero fill up to 32 digits, and room for a sign or a short prefix.
   static constexpr size_t max_width = 32;
-  std::array<char, max_width + 8> m_chars{};
+  // Only the written tail is ever read, so the buffer is left uninitialised.
+  std::array<char, max_width + 8> m_chars;
   size_t m_start = m_chars.size();
 };
 
