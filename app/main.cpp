@@ -1,3 +1,7 @@
 #include "app/driver.h"
+#include "support/heap_setup.h"
 
-int main(int argc, char** argv) { return run_slix(argc, argv); }
+int main(int argc, char** argv) {
+  vk::prepare_heap();
+  return run_slix(argc, argv);
+}

@@ -23,6 +23,10 @@ bool analyse_indx_block(std::span<uint8_t> block, uint64_t parent_entry, uint64_
   if (block.size() < min_block_size) return false;
   entry_stores stores;
   const size_t records = block.size() / indx_format::record_size;
+  // No record holds more entries than fit in it whole; reserving for that
+  // many keeps the entries from being copied as the vector grows, and the
+  // room never written to costs no memory.
+  stores.entries.reserve(records * (indx_format::record_size / indx_format::entry_min_size));
   for (size_t k = 0; k < records; ++k) {
     const std::span<uint8_t> record = block.subspan(k * indx_format::record_size, indx_format::record_size);
     if (record_signature(record) != multi_sector_format::signature_indx) break;
