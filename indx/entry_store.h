@@ -4,7 +4,6 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -65,15 +64,6 @@ struct entry_stores {
   void take_as_slack(entry_stores& other);
 };
 
-// What an entry is de-duplicated by: its name, lower-cased, and its
-// modified, accessed, MFT-changed and created times.
-struct entry_identity {
-  std::string lower_name;
-  std::array<uint64_t, 4> times{};
-
-  auto operator<=>(const entry_identity&) const = default;
-};
-
 // One entry of the de-duplicated set: the first entry of its identity, shown
 // with the file reference, head and offset of `reference_from` (the copy
 // whose reference the merge preferred; the first itself unless replaced).
@@ -89,9 +79,11 @@ struct entry_report {
   // Numbers of the reported entries by modified time; equal times keep the
   // order of the merge.
   std::vector<uint32_t> by_time;
-  // One slot per identity.  The lookups need only equality; the order the
-  // -nodups report walks is made by deduplicated().
-  std::map<entry_identity, dedup_slot> dedup;
+  // One slot per identity (an entry's name, lower-cased, and its modified,
+  // accessed, MFT-changed and created times), ordered by identity for the
+  // merge's lookups; the order the -nodups report walks is made by
+  // deduplicated().
+  std::vector<dedup_slot> dedup;
 
   void clear() {
     entries.clear();

@@ -1,6 +1,8 @@
 #include "indx/merge.h"
 
 #include <algorithm>
+#include <array>
+#include <optional>
 
 #include "indx/entry_decode.h"
 #include "support/check.h"
@@ -72,8 +74,25 @@ bool should_replace(mft_ref stored_ref, mft_ref stored_parent, const indx_entry&
   return mft_entry_of(stored_parent) != directory && mft_entry_of(candidate.parent_ref()) == directory;
 }
 
-entry_identity identity_of(const indx_entry& entry) {
-  return {vk::to_lower(entry.name), {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()}};
+char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+std::array<uint64_t, 4> times_of(const indx_entry& entry) {
+  return {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()};
+}
+
+// Orders entries by identity: the name compared byte by byte after ASCII
+// lower-casing (as the identity key lower-cases it), then the four times.
+// Two entries are of one identity when neither orders before the other.
+int compare_identity(const indx_entry& a, const indx_entry& b) {
+  const size_t common = std::min(a.name.size(), b.name.size());
+  for (size_t i = 0; i < common; ++i) {
+    const auto x = static_cast<unsigned char>(ascii_lower(a.name[i]));
+    const auto y = static_cast<unsigned char>(ascii_lower(b.name[i]));
+    if (x != y) return x < y ? -1 : 1;
+  }
+  if (a.name.size() != b.name.size()) return a.name.size() < b.name.size() ? -1 : 1;
+  const auto ta = times_of(a), tb = times_of(b);
+  return ta == tb ? 0 : (ta < tb ? -1 : 1);
 }
 
 // Moves the stores' entries to the end of the report's and renumbers the
@@ -92,27 +111,65 @@ uint32_t move_entries_to_report(entry_report& report, entry_stores& stores) {
   return base;
 }
 
-// Annotates the slack entry numbered `number`, enters it in the
-// de-duplicated set and lists it for the report.
-void merge_slack_entry(entry_report& report, const valid_store& own, const valid_store* elsewhere, uint32_t number,
-                       uint64_t directory) {
+std::string exists_annotation(const std::string& annotation) {
+  return annotation.empty() ? annotation_exists : std::string(annotation_exists) + " [" + annotation + "]";
+}
+
+// Takes entry `number` into the identity's slot, or opens the slot.  A live
+// entry only opens one.  A slack copy of a live entry is annotated as
+// existing; among slack copies the slot keeps the preferred reference.
+void take_into_slot(entry_report& report, std::optional<dedup_slot>& slot, uint32_t number, uint64_t directory) {
   indx_entry& entry = report.entries[number];
-  std::string annotation = annotate(entry, report, own, elsewhere);
-  report.by_time.push_back(number);
-  const auto [slot, added] = report.dedup.try_emplace(identity_of(entry), dedup_slot{number, number});
-  if (added) {
-    entry.annotation = std::move(annotation);
+  if (!slot) {
+    slot = dedup_slot{number, number};
     return;
   }
-  const indx_entry& first = report.entries[slot->second.first];
+  if (entry.is_valid) return;
+  const indx_entry& first = report.entries[slot->first];
   if (first.is_valid) {
-    entry.annotation =
-        annotation.empty() ? annotation_exists : std::string(annotation_exists) + " [" + annotation + "]";
+    entry.annotation = exists_annotation(entry.annotation);
     return;
   }
-  entry.annotation = std::move(annotation);
-  const mft_ref shown_ref = report.entries[slot->second.reference_from].file_ref;
-  if (should_replace(shown_ref, first.parent_ref(), entry, directory)) slot->second.reference_from = number;
+  const mft_ref shown_ref = report.entries[slot->reference_from].file_ref;
+  if (should_replace(shown_ref, first.parent_ref(), entry, directory)) slot->reference_from = number;
+}
+
+// Enters the merged entries (`merged`, live ones first, then the slack, in
+// the order of the merge) in the de-duplicated set.  Only entries of one
+// identity affect each other, so they are taken identity by identity, each
+// identity's entries in merge order, after the slot an earlier merge left.
+void deduplicate(entry_report& report, const std::vector<uint32_t>& merged, uint64_t directory) {
+  std::vector<uint32_t> grouped = merged;
+  const auto entry_less = [&report](uint32_t a, uint32_t b) {
+    return compare_identity(report.entries[a], report.entries[b]) < 0;
+  };
+  std::stable_sort(grouped.begin(), grouped.end(), entry_less);
+  const auto slot_less = [&report](const dedup_slot& slot, uint32_t number) {
+    return compare_identity(report.entries[slot.first], report.entries[number]) < 0;
+  };
+  std::vector<dedup_slot> opened;
+  for (size_t start = 0, end = 0; start < grouped.size(); start = end) {
+    end = start + 1;
+    while (end < grouped.size() && !entry_less(grouped[start], grouped[end])) ++end;
+    const auto earlier = std::lower_bound(report.dedup.begin(), report.dedup.end(), grouped[start], slot_less);
+    const bool found = earlier != report.dedup.end() && !entry_less(grouped[start], earlier->first) &&
+                       !entry_less(earlier->first, grouped[start]);
+    std::optional<dedup_slot> slot;
+    if (found) slot = *earlier;
+    for (size_t i = start; i < end; ++i) take_into_slot(report, slot, grouped[i], directory);
+    if (found) {
+      *earlier = *slot;
+    } else {
+      opened.push_back(*slot);
+    }
+  }
+  // Both lists are in identity order; so is their union.
+  const size_t before = report.dedup.size();
+  report.dedup.insert(report.dedup.end(), opened.begin(), opened.end());
+  std::inplace_merge(report.dedup.begin(), report.dedup.begin() + static_cast<ptrdiff_t>(before), report.dedup.end(),
+                     [&report](const dedup_slot& a, const dedup_slot& b) {
+                       return compare_identity(report.entries[a.first], report.entries[b.first]) < 0;
+                     });
 }
 
 // The report numbers of the slack entries (store numbers + `base`) ordered
@@ -144,11 +201,11 @@ bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_typ
   const uint32_t base = move_entries_to_report(report, stores);
   const indx_entry* const first_live = stores.valid.empty() ? nullptr : &report.entries[stores.valid.begin()->second];
   const uint64_t directory = first_live == nullptr ? 0 : mft_entry_of(first_live->parent_ref());
+  std::vector<uint32_t> merged;
+  merged.reserve(stores.valid.size() + stores.slack.size());
   for (const auto& [key, number] : stores.valid) {
-    indx_entry& entry = report.entries[number];
-    entry.attr_type = attr_type;
-    report.dedup.try_emplace(identity_of(entry), dedup_slot{number, number});
-    report.by_time.push_back(number);
+    report.entries[number].attr_type = attr_type;
+    merged.push_back(number);
   }
   for (const uint32_t number : slack_by_parent(report, std::move(stores.slack), base)) {
     indx_entry& entry = report.entries[number];
@@ -156,9 +213,12 @@ bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_typ
     if (entry.name.empty()) continue;
     entry.attr_type = attr_type;
     if (mft_sequence_of(entry.file_ref) == 0 && mft_entry_of(entry.file_ref) > max_plausible_entry) entry.file_ref = 0;
-    merge_slack_entry(report, stores.valid, live_elsewhere, number, directory);
+    entry.annotation = annotate(entry, report, stores.valid, live_elsewhere);
+    merged.push_back(number);
   }
   stores.slack.clear();
+  deduplicate(report, merged, directory);
+  report.by_time.insert(report.by_time.end(), merged.begin(), merged.end());
   // A stable sort of the whole list: entries of an earlier merge come first
   // among equal times, as do earlier entries of this one.
   std::stable_sort(report.by_time.begin(), report.by_time.end(), [&report](uint32_t a, uint32_t b) {
@@ -170,7 +230,7 @@ bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_typ
 std::vector<indx_entry> entry_report::deduplicated() const {
   std::vector<std::pair<std::string, indx_entry>> keyed;
   keyed.reserve(dedup.size());
-  for (const auto& [identity, slot] : dedup) {
+  for (const dedup_slot& slot : dedup) {
     indx_entry shown = entries[slot.first];
     const indx_entry& reference = entries[slot.reference_from];
     shown.file_ref = reference.file_ref;
