@@ -80,19 +80,22 @@ std::array<uint64_t, 4> times_of(const indx_entry& entry) {
   return {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()};
 }
 
-// Orders entries by identity: the name compared byte by byte after ASCII
-// lower-casing (as the identity key lower-cases it), then the four times.
+// Orders entries by identity: the four times, then the name compared byte
+// by byte after ASCII lower-casing (as the identity key lower-cases it).
 // Two entries are of one identity when neither orders before the other.
+// The order itself serves only the merge's lookups (the times mostly decide
+// it at once); -nodups sorts by the identity key.
 int compare_identity(const indx_entry& a, const indx_entry& b) {
+  const auto ta = times_of(a), tb = times_of(b);
+  if (ta != tb) return ta < tb ? -1 : 1;
   const size_t common = std::min(a.name.size(), b.name.size());
   for (size_t i = 0; i < common; ++i) {
     const auto x = static_cast<unsigned char>(ascii_lower(a.name[i]));
     const auto y = static_cast<unsigned char>(ascii_lower(b.name[i]));
     if (x != y) return x < y ? -1 : 1;
   }
-  if (a.name.size() != b.name.size()) return a.name.size() < b.name.size() ? -1 : 1;
-  const auto ta = times_of(a), tb = times_of(b);
-  return ta == tb ? 0 : (ta < tb ? -1 : 1);
+  if (a.name.size() == b.name.size()) return 0;
+  return a.name.size() < b.name.size() ? -1 : 1;
 }
 
 // Moves the stores' entries to the end of the report's and renumbers the
