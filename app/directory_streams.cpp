@@ -192,10 +192,10 @@ bool is_index_attribute(const mft_attribute& attribute, uint32_t type) {
   return attribute.type == type && attribute.name == index_name;
 }
 
-// The merge has moved the slack entries into the report; the live ones are
-// kept, so that the next attribute's slack is compared with them too.
-void keep_live_entries(entry_stores& from, entry_stores& to) {
-  to.valid.merge(from.valid);
+// The merge has moved the entries into the report; the live store is kept,
+// so that the next attribute's slack is compared with its entries too.
+void keep_live_entries(entry_stores& from, entry_stores& to, const entry_report& report) {
+  to.valid.absorb(from.valid, report.entries);
   from.clear();
 }
 
@@ -237,7 +237,7 @@ bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entr
     }
     if (!entries_may_be_live) stores.demote_valid_entries();
     collected |= merge_entries(out.report, stores, type, options.max_plausible_entry, &out.stores.valid);
-    keep_live_entries(stores, out.stores);
+    keep_live_entries(stores, out.stores, out.report);
   }
   return collected;
 }
@@ -259,7 +259,8 @@ bool read_directory_children(CNtfs& volume, uint64_t entry, std::vector<director
     raw_dump dump(no_dump, "");
     parse_allocation(pass, runs, buffer, dump);
   }
-  for (const auto& [key, number] : stores.valid) {
+  stores.seal();
+  for (const uint32_t number : stores.valid.numbers()) {
     const indx_entry& child = stores.entries[number];
     children.push_back({mft_entry_of(child.file_ref), mft_sequence_of(child.file_ref), child.name, child.is_dir, {}});
   }

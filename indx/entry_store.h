@@ -5,30 +5,54 @@
 
 #include <array>
 #include <cstdint>
-#include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "indx/indx_entry.h"
 
-// Key of a live entry: its parent's entry number and its lower-cased name.
-// Keys are ordered as the text "<parent, decimal, zero-filled to width
-// 10>_<name>" would be, which is the order live entries are reported in
-// among equal times.
-struct valid_key {
-  uint64_t parent_entry = 0;
-  std::string lower_name;
+// Live entries are keyed by their parent's entry number and their
+// lower-cased name, and ordered as the text "<parent, decimal, zero-filled
+// to width 10>_<name>" would be: the order live entries are reported in
+// among equal times.  The key as that text:
+std::string valid_key_text(uint64_t parent_entry, std::string_view name);
 
-  // The key as that text.
-  std::string text() const;
-  bool operator<(const valid_key& other) const;
+// <0, 0 or >0 as key (parent_a, name_a) orders before, with or after
+// (parent_b, name_b).
+int compare_valid_keys(uint64_t parent_a, std::string_view name_a, uint64_t parent_b, std::string_view name_b);
+
+// The live entries, each key once, as entry numbers in key order.  The
+// numbers index a vector of entries the caller passes in: the stores'
+// before the merge, the report's after it.  Numbers are added as entries are
+// found and put in order by seal(), which also drops every entry whose key
+// an earlier one holds.
+class valid_store {
+ public:
+  bool empty() const { return m_numbers.empty(); }
+  size_t size() const { return m_numbers.size(); }
+  void clear();
+
+  void add(uint32_t number, const std::vector<indx_entry>& entries);
+  void seal(const std::vector<indx_entry>& entries);
+  // The entry with the smallest key among those added; nothing when empty.
+  std::optional<uint32_t> first() const { return m_first; }
+  // In key order once sealed.
+  const std::vector<uint32_t>& numbers() const { return m_numbers; }
+  // The live entry under the key of (parent, name); sealed stores only.
+  std::optional<uint32_t> find(mft_ref parent, std::string_view name, const std::vector<indx_entry>& entries) const;
+
+  // Adds `base` to every number (the entries moved to the report).
+  void renumber(uint32_t base);
+  // Takes the keys of `other` that this store lacks; both sealed, their
+  // numbers indexing `entries`.
+  void absorb(valid_store& other, const std::vector<indx_entry>& entries);
+
+ private:
+  std::vector<uint32_t> m_numbers;
+  bool m_sealed = true;
+  std::optional<uint32_t> m_first;
 };
-
-valid_key make_valid_key(mft_ref parent, std::string_view name);
-
-// Live entries by key, each key once: the number of the entry, in the
-// stores' vector before the merge and in the report's after it.
-using valid_store = std::map<valid_key, uint32_t>;
 
 struct entry_stores {
   // Every entry found, in the order found.
@@ -43,15 +67,17 @@ struct entry_stores {
     valid.clear();
     slack.clear();
   }
+  // Puts the live entries in key order; see valid_store::seal.
+  void seal() { valid.seal(entries); }
   bool empty() const { return valid.empty() && slack.empty(); }
 
-  // Stores a live entry unless its key is taken already (a second entry
-  // under a key is not stored).
+  // Stores a live entry; of entries under one key only the first found is
+  // live (seal() drops the others).
   void add_valid(indx_entry&& entry);
   void add_slack(indx_entry&& entry);
 
   // The live entry that sorts first, or nullptr.
-  const indx_entry* first_valid() const { return valid.empty() ? nullptr : &entries[valid.begin()->second]; }
+  const indx_entry* first_valid() const { return valid.first() ? &entries[*valid.first()] : nullptr; }
 
   // Entries found in the live part of a node that is not live after all (a
   // directory whose MFT record is no longer in use, an INDX record the index

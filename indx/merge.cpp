@@ -39,11 +39,9 @@ std::string time_marks(const indx_entry& slack, const indx_entry& live) {
 // Both stores number their entries in the report by now.
 const indx_entry* live_entry(const indx_entry& slack, const entry_report& report, const valid_store& own,
                              const valid_store* elsewhere) {
-  const valid_key key = make_valid_key(slack.parent_ref(), slack.name);
-  if (const auto it = own.find(key); it != own.end()) return &report.entries[it->second];
-  if (elsewhere == nullptr) return nullptr;
-  const auto it = elsewhere->find(key);
-  return it == elsewhere->end() ? nullptr : &report.entries[it->second];
+  std::optional<uint32_t> number = own.find(slack.parent_ref(), slack.name, report.entries);
+  if (!number && elsewhere != nullptr) number = elsewhere->find(slack.parent_ref(), slack.name, report.entries);
+  return number ? &report.entries[*number] : nullptr;
 }
 
 std::string annotate(const indx_entry& slack, const entry_report& report, const valid_store& own,
@@ -74,8 +72,6 @@ bool should_replace(mft_ref stored_ref, mft_ref stored_parent, const indx_entry&
   return mft_entry_of(stored_parent) != directory && mft_entry_of(candidate.parent_ref()) == directory;
 }
 
-char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 std::array<uint64_t, 4> times_of(const indx_entry& entry) {
   return {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()};
 }
@@ -88,14 +84,7 @@ std::array<uint64_t, 4> times_of(const indx_entry& entry) {
 int compare_identity(const indx_entry& a, const indx_entry& b) {
   const auto ta = times_of(a), tb = times_of(b);
   if (ta != tb) return ta < tb ? -1 : 1;
-  const size_t common = std::min(a.name.size(), b.name.size());
-  for (size_t i = 0; i < common; ++i) {
-    const auto x = static_cast<unsigned char>(ascii_lower(a.name[i]));
-    const auto y = static_cast<unsigned char>(ascii_lower(b.name[i]));
-    if (x != y) return x < y ? -1 : 1;
-  }
-  if (a.name.size() == b.name.size()) return 0;
-  return a.name.size() < b.name.size() ? -1 : 1;
+  return vk::compare_lowered(a.name, b.name);
 }
 
 // Moves the stores' entries to the end of the report's and renumbers the
@@ -110,7 +99,7 @@ uint32_t move_entries_to_report(entry_report& report, entry_stores& stores) {
     for (indx_entry& entry : stores.entries) report.entries.push_back(std::move(entry));
   }
   stores.entries.clear();
-  for (auto& [key, number] : stores.valid) number += base;
+  stores.valid.renumber(base);
   return base;
 }
 
@@ -201,12 +190,13 @@ std::string identity_key(const indx_entry& entry) {
 bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_type, uint64_t max_plausible_entry,
                    const valid_store* live_elsewhere) {
   if (stores.empty()) return false;
+  stores.seal();
   const uint32_t base = move_entries_to_report(report, stores);
-  const indx_entry* const first_live = stores.valid.empty() ? nullptr : &report.entries[stores.valid.begin()->second];
-  const uint64_t directory = first_live == nullptr ? 0 : mft_entry_of(first_live->parent_ref());
+  const uint64_t directory =
+      stores.valid.empty() ? 0 : mft_entry_of(report.entries[stores.valid.numbers().front()].parent_ref());
   std::vector<uint32_t> merged;
   merged.reserve(stores.valid.size() + stores.slack.size());
-  for (const auto& [key, number] : stores.valid) {
+  for (const uint32_t number : stores.valid.numbers()) {
     report.entries[number].attr_type = attr_type;
     merged.push_back(number);
   }

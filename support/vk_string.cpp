@@ -18,6 +18,19 @@ void append_lower(std::string& out, std::string_view text) {
   }
 }
 
+int compare_lowered(std::string_view a, std::string_view b) {
+  const auto lowered = [](char c) {
+    return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  };
+  const size_t common = a.size() < b.size() ? a.size() : b.size();
+  for (size_t i = 0; i < common; ++i) {
+    const unsigned char x = lowered(a[i]), y = lowered(b[i]);
+    if (x != y) return x < y ? -1 : 1;
+  }
+  if (a.size() == b.size()) return 0;
+  return a.size() < b.size() ? -1 : 1;
+}
+
 std::string trim(std::string_view text, std::string_view chars) {
   const size_t first = text.find_first_not_of(chars);
   if (first == std::string_view::npos) return {};

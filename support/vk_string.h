@@ -13,6 +13,9 @@ namespace vk {
 std::string to_lower(std::string_view text);
 // The same, appended to `out`.
 void append_lower(std::string& out, std::string_view text);
+// <0, 0 or >0 as to_lower(a) orders before, with or after to_lower(b), byte
+// by byte, without making either.
+int compare_lowered(std::string_view a, std::string_view b);
 
 // Removes leading and trailing characters found in `chars`.
 std::string trim(std::string_view text, std::string_view chars = " \t\r\n");

@@ -18,9 +18,10 @@ TEST(node_parser, valid_walk_decodes_every_live_entry) {
   record.end_live();
   entry_stores stores;
   ASSERT_TRUE(parse_index_node(stores, 0, record.node(), source_offset{offset_frame::indx_file, 1000}, false));
+  stores.seal();
   ASSERT_EQ(stores.valid.size(), 3u);
   const auto live = [&stores](uint64_t parent, const char* name) -> const indx_entry& {
-    return stores.entries[stores.valid.at(valid_key{parent, name})];
+    return stores.entries[stores.valid.find(make_mft_ref(parent, 1), name, stores.entries).value()];
   };
   const indx_entry& alpha = live(5, "alpha.txt");
   EXPECT_EQ(alpha.file_ref, make_mft_ref(100, 1));  // the second under this key is not stored
