@@ -7,11 +7,14 @@ table row.
 
     bench/alternate.py --runs 7 'label one=command one' 'label two=command two' ...
 
-Each command runs through the shell with its output thrown away; a command
-that fails stops the benchmark.
+Each command is split into words as the shell would (quotes group words)
+and run directly, without a shell in between, so that the times hold the
+command alone; its output is thrown away, and a command that fails stops
+the benchmark.
 """
 import argparse
 import os
+import shlex
 import statistics
 import subprocess
 import sys
@@ -20,7 +23,7 @@ import time
 
 def run_once(command):
     started = time.perf_counter()
-    child = subprocess.Popen(command, shell=True, stdout=subprocess.DEVNULL)
+    child = subprocess.Popen(shlex.split(command), stdout=subprocess.DEVNULL)
     _, status, usage = os.wait4(child.pid, 0)
     elapsed = time.perf_counter() - started
     if status != 0:

@@ -1,22 +1,44 @@
 #!/usr/bin/env bash
-# Builds bench/work/bench_volume.img, a raw NTFS volume for timing slix's
-# whole-volume runs: about 2,200 directories three levels deep and 200,000
-# files, of which 5% are then deleted so that index nodes carry slack.
+# Builds a raw NTFS volume for timing slix's whole-volume runs: folders three
+# levels deep ("case NN\custodian NN\batch NN"), files in the leaf folders,
+# and every 20th file deleted again so that index nodes carry slack.
 #
-#   bench/make_bench_volume.sh [--force]
+#   bench/make_bench_volume.sh [--force] [--leaf-dirs N] [--files F] [--name NAME]
 #
-# A finished image is kept (bench/work/bench_volume.done marks it) unless
-# --force is given. Needs root (a FUSE mount), mkntfs, ntfs-3g and python3.
+# Without options it makes bench/work/bench_volume.img: 2,000 leaf folders
+# (2,220 folders in all) of 100 files, 200,000 files.  --leaf-dirs takes 1
+# or a multiple of 100; --files sets the files per leaf folder; the image is
+# bench/work/NAME.img.  A finished image is kept (NAME.done marks it) unless
+# --force is given.  Needs root (a FUSE mount), mkntfs, ntfs-3g and python3.
 set -euo pipefail
 
 bench_dir=$(cd "$(dirname "$0")" && pwd)
 out_dir="$bench_dir/work"
-image="$out_dir/bench_volume.img"
-done_mark="$out_dir/bench_volume.done"
+force=false leaf_dirs_total=2000 files_per_leaf=100 name=bench_volume
+while [[ $# -gt 0 ]]; do
+  case $1 in
+    --force) force=true ;;
+    --leaf-dirs) leaf_dirs_total=$2; shift ;;
+    --files) files_per_leaf=$2; shift ;;
+    --name) name=$2; shift ;;
+    *) echo "unknown option $1" >&2; exit 2 ;;
+  esac
+  shift
+done
+if [[ $leaf_dirs_total == 1 ]]; then
+  top_dirs=1 sub_dirs=1 leaf_dirs=1
+elif ((leaf_dirs_total % 100 == 0)); then
+  top_dirs=$((leaf_dirs_total / 100)) sub_dirs=10 leaf_dirs=10
+else
+  echo "--leaf-dirs takes 1 or a multiple of 100" >&2
+  exit 2
+fi
+image="$out_dir/$name.img"
+done_mark="$out_dir/$name.done"
 volume_size=4G
-top_dirs=20 sub_dirs=10 leaf_dirs=10 files_per_leaf=100 delete_every=20
+delete_every=20
 
-if [[ ${1:-} != --force && -f $done_mark && -f $image ]]; then
+if [[ $force == false && -f $done_mark && -f $image ]]; then
   echo "$image is already built ($(cat "$done_mark")); use --force to rebuild"
   exit 0
 fi

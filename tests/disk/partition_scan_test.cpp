@@ -98,7 +98,7 @@ TEST_P(real_disk_scan, lists_the_partitions_and_gaps) {
   for (const partition_record& row : rows) EXPECT_EQ(row.sector_size, 512u);
 }
 
-INSTANTIATE_TEST_SUITE_P(shared, real_disk_scan, testing::ValuesIn(real_disks), [](const auto& info) {
+INSTANTIATE_TEST_SUITE_P(windows_disks, real_disk_scan, testing::ValuesIn(real_disks), [](const auto& info) {
   std::string name = info.param.name;
   for (char& c : name)
     if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
