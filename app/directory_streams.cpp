@@ -17,6 +17,7 @@
 #include "ntfs/multi_sector.h"
 #include "ntfs/ntfs.h"
 #include "ntfs/stream_reader.h"
+#include "support/checked_math.h"
 #include "support/file_util.h"
 #include "support/message.h"
 #include "support/vk_string.h"
@@ -32,6 +33,7 @@ constexpr uint64_t chunk_clusters = 32;
 // 200 MiB); a damaged runlist claiming more must not make the whole volume
 // land in memory.
 constexpr uint64_t max_index_stream_bytes = uint64_t{1} << 30;
+constexpr uint64_t reservation_limit = uint64_t{16} << 20;
 
 // The index root value opens with a 16-byte root header (indexed attribute
 // type, collation rule, index record size, clusters per index record); the
@@ -145,6 +147,21 @@ void fix_up_index_records(std::span<uint8_t> chunk, size_t record_size, size_t s
   }
 }
 
+// No entry, live or carved, takes less than its smallest size of the
+// stream, so the stream's size bounds the number of entries it holds.
+// Reserving for that many (and for the report's entries, which the merge
+// puts in front) keeps the vector from growing by copies, and the stream
+// buffer likewise; room never written to costs no memory.  Streams past
+// reservation_limit (a directory of some hundred thousand files, or runs
+// that only claim to be that long) grow as they are read.
+void reserve_for_allocation(CNtfs& volume, const data_run_list& runs, const entry_report& report,
+                            entry_stores& stores, byte_array& alloc) {
+  const uint64_t bytes =
+      std::min({vk::saturating_mul(total_clusters(runs), volume.cluster_size()), reservation_limit});
+  stores.entries.reserve(report.entries.size() + bytes / indx_format::entry_min_size + 1);
+  alloc.reserve(bytes);
+}
+
 // Reads the allocation in chunks of clusters into `alloc` and parses every
 // record of every chunk read.  An unreadable chunk stays zero in `alloc`, so
 // later records keep their stream positions; a chunk shorter than one
@@ -229,6 +246,7 @@ bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entr
     } else if (!alloc_done && is_index_attribute(attribute, mft_format::type_index_allocation)) {
       raw_dump dump(options, ".indx.alloc.bin");
       const data_run_list runs = stream_runs(record.attributes, attribute.type, index_name);
+      reserve_for_allocation(volume, runs, out.report, stores, out.alloc);
       parse_allocation(pass, runs, out.alloc, dump);
       type = mft_format::type_index_allocation;
       alloc_done = true;

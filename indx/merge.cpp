@@ -94,6 +94,12 @@ uint32_t move_entries_to_report(entry_report& report, entry_stores& stores) {
   const auto base = static_cast<uint32_t>(report.entries.size());
   if (base == 0) {
     report.entries.swap(stores.entries);
+  } else if (stores.entries.capacity() >= base + stores.entries.size()) {
+    // The stores' vector has room for the report's few entries in front of
+    // its own: taking it spares a second copy of the many.
+    stores.entries.insert(stores.entries.begin(), std::make_move_iterator(report.entries.begin()),
+                          std::make_move_iterator(report.entries.end()));
+    report.entries.swap(stores.entries);
   } else {
     report.entries.reserve(report.entries.size() + stores.entries.size());
     for (indx_entry& entry : stores.entries) report.entries.push_back(std::move(entry));
