@@ -2,8 +2,8 @@
 """Times whole commands in alternating runs: round 1 runs A, B, C..., round 2
 runs them again in the same order, and so on, so that a change in the
 machine's load touches every command alike.  Prints, per command, the median
-wall time, the spread (min-max) and the peak resident memory, as a Markdown
-table row.
+wall time, the spread (min-max) and the peak resident memory of one further
+run, as a Markdown table row.
 
     bench/alternate.py --runs 7 'label one=command one' 'label two=command two' ...
 
@@ -13,22 +13,33 @@ command alone; its output is thrown away, and a command that fails stops
 the benchmark.
 """
 import argparse
-import os
 import shlex
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
 
 
 def run_once(command):
     started = time.perf_counter()
-    child = subprocess.Popen(shlex.split(command), stdout=subprocess.DEVNULL)
-    _, status, usage = os.wait4(child.pid, 0)
+    status = subprocess.call(shlex.split(command), stdout=subprocess.DEVNULL)
     elapsed = time.perf_counter() - started
     if status != 0:
         sys.exit(f"command failed ({status}): {command}")
-    return elapsed, usage.ru_maxrss
+    return elapsed
+
+
+def peak_memory_kib(command):
+    """Peak resident memory of one more run, as GNU time reports it.  The
+    rusage of a child this script forks would count the pages it inherits
+    from Python before the command replaces it."""
+    with tempfile.NamedTemporaryFile("r") as report:
+        status = subprocess.call(["/usr/bin/time", "-f", "%M", "-o", report.name] + shlex.split(command),
+                                 stdout=subprocess.DEVNULL)
+        if status != 0:
+            sys.exit(f"command failed ({status}): {command}")
+        return int(report.read().split()[-1])
 
 
 def main():
@@ -42,12 +53,10 @@ def main():
         for _, command in labelled:
             run_once(command)
     times = {label: [] for label, _ in labelled}
-    peak = {label: 0 for label, _ in labelled}
     for _ in range(args.runs):
         for label, command in labelled:
-            elapsed, rss = run_once(command)
-            times[label].append(elapsed)
-            peak[label] = max(peak[label], rss)
+            times[label].append(run_once(command))
+    peak = {label: peak_memory_kib(command) for label, command in labelled}
     print("| command | median | min - max | peak memory |")
     print("|---|---|---|---|")
     for label, command in labelled:
