@@ -1,7 +1,6 @@
 #include "report/csv_cells.h"
 
-#include <cstring>
-
+#include "support/byte_words.h"
 #include "support/vk_string.h"
 
 std::string csv_separator_of(const report_options& options) {
@@ -16,33 +15,21 @@ size_t utf8_length(std::string_view text) {
   return count;
 }
 
-namespace {
-
-constexpr uint64_t byte_ones = 0x0101010101010101ULL;
-constexpr uint64_t byte_highs = 0x8080808080808080ULL;
-
-// True when some byte of `word` is zero (the classic bit trick: a borrow
-// reaches the high bit of a byte only where that byte was zero).
-constexpr bool has_zero_byte(uint64_t word) { return ((word - byte_ones) & ~word & byte_highs) != 0; }
-
-}  // namespace
-
 csv_line::csv_line(std::string_view separator) : m_separator(separator) {
   std::string special = "\"\r\n";
   if (m_separator.size() == 1 && special.find(m_separator[0]) == std::string::npos) special += m_separator;
   for (const char c : special) {
     m_special[static_cast<unsigned char>(c)] = true;
-    m_special_words[m_special_count++] = byte_ones * static_cast<unsigned char>(c);
+    m_special_words[m_special_count++] = vk::repeated_byte(static_cast<unsigned char>(c));
   }
 }
 
 bool csv_line::needs_quotes(std::string_view cell) const {
   size_t at = 0;
   for (; at + sizeof(uint64_t) <= cell.size(); at += sizeof(uint64_t)) {
-    uint64_t word = 0;
-    std::memcpy(&word, cell.data() + at, sizeof word);
+    const uint64_t word = vk::word_at(cell, at);
     for (size_t i = 0; i < m_special_count; ++i)
-      if (has_zero_byte(word ^ m_special_words[i])) return true;
+      if (vk::has_zero_byte(word ^ m_special_words[i])) return true;
   }
   for (; at < cell.size(); ++at)
     if (m_special[static_cast<unsigned char>(cell[at])]) return true;

@@ -1,7 +1,10 @@
 #include "report/json_text.h"
 
 #include <array>
+#include <cstring>
+#include <span>
 
+#include "support/byte_words.h"
 #include "support/number_text.h"
 
 namespace {
@@ -74,9 +77,17 @@ constexpr std::array<bool, 256> plain_bytes = [] {
 
 bool is_plain(char c) { return plain_bytes[static_cast<unsigned char>(c)]; }
 
+// True when all eight bytes of `word` are plain.
+bool is_plain_word(uint64_t word) {
+  return (word & vk::byte_highs) == 0 && !vk::has_byte_below(word, 0x20) &&
+         !vk::has_zero_byte(word ^ vk::repeated_byte(0x7F)) && !vk::has_zero_byte(word ^ vk::repeated_byte('"')) &&
+         !vk::has_zero_byte(word ^ vk::repeated_byte('\\'));
+}
+
 // Appends the run of plain bytes at the start of `text` and drops it.
 void take_plain_run(std::string& out, std::string_view& text) {
   size_t run = 0;
+  while (run + sizeof(uint64_t) <= text.size() && is_plain_word(vk::word_at(text, run))) run += sizeof(uint64_t);
   while (run < text.size() && is_plain(text[run])) ++run;
   out.append(text.substr(0, run));
   text.remove_prefix(run);
@@ -84,8 +95,7 @@ void take_plain_run(std::string& out, std::string_view& text) {
 
 }  // namespace
 
-void append_json_string(std::string& out, std::string_view text) {
-  out.push_back('"');
+void append_json_characters(std::string& out, std::string_view text) {
   for (take_plain_run(out, text); !text.empty(); take_plain_run(out, text)) {
     const utf8_step step = decode_utf8(text);
     if (!step.well_formed) {
@@ -100,15 +110,41 @@ void append_json_string(std::string& out, std::string_view text) {
     }
     text.remove_prefix(step.length);
   }
+}
+
+void append_json_string(std::string& out, std::string_view text) {
+  out.push_back('"');
+  append_json_characters(out, text);
   out.push_back('"');
 }
 
-// Member names are slix's own plain ASCII words: they need no escaping.
+// Member names are slix's own plain ASCII words: they need no escaping.  The
+// separator, quotes and name are written straight into the grown buffer.
 void json_object::key(std::string_view name) {
-  m_text.append(m_first ? "\"" : ",\"");
+  const size_t start = m_text.size();
+  const size_t comma = m_first ? 0 : 1;
   m_first = false;
-  m_text.append(name);
-  m_text.append("\":");
+  m_text.resize(start + comma + name.size() + 3);
+  const std::span<char> piece = std::span<char>(m_text).subspan(start);
+  if (comma != 0) piece[0] = ',';
+  piece[comma] = '"';
+  std::memcpy(piece.subspan(comma + 1).data(), name.data(), name.size());
+  piece[comma + 1 + name.size()] = '"';
+  piece[comma + 2 + name.size()] = ':';
+}
+
+json_object& json_object::json_string(std::string_view key_name, std::string_view quoted) {
+  key(key_name);
+  m_text += quoted;
+  return *this;
+}
+
+json_object& json_object::word(std::string_view key_name, std::string_view value) {
+  key(key_name);
+  m_text += '"';
+  m_text += value;
+  m_text += '"';
+  return *this;
 }
 
 json_object& json_object::text(std::string_view key_name, std::string_view value) {

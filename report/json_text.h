@@ -14,6 +14,9 @@
 // ill-formed part, so the text is valid UTF-8 and valid JSON whatever bytes
 // it was given.
 void append_json_string(std::string& out, std::string_view text);
+// The same without the quotes.  Text cut after an ASCII byte escapes as its
+// two parts do, one after the other.
+void append_json_characters(std::string& out, std::string_view text);
 
 // One JSON object on one line, appended to a buffer the caller keeps, its
 // members in the order they are added.
@@ -22,6 +25,11 @@ class json_object {
   explicit json_object(std::string& out) : m_text(out) { m_text += '{'; }
 
   json_object& text(std::string_view key, std::string_view value);
+  // A string member whose value is slix's own wording (a label, a time):
+  // printable ASCII without quotes or backslashes, so it goes in unescaped.
+  json_object& word(std::string_view key, std::string_view value);
+  // A string member already escaped by append_json_string, quotes included.
+  json_object& json_string(std::string_view key, std::string_view quoted);
   json_object& number(std::string_view key, uint64_t value);
   json_object& signed_number(std::string_view key, int64_t value);
   json_object& boolean(std::string_view key, bool value);

@@ -77,8 +77,7 @@ const json_time& jsonl_writer::time_of(uint64_t filetime) {
   return m_time;
 }
 
-void jsonl_writer::add_entry_members(json_object& line, const indx_entry& entry, const std::string& directory,
-                                     const std::string& evidence) {
+void jsonl_writer::add_entry_members(json_object& line, const indx_entry& entry) {
   line.number("offset", entry.offset.bytes);
   if (entry_number_missing(entry)) {
     line.null("mft_entry");
@@ -88,40 +87,69 @@ void jsonl_writer::add_entry_members(json_object& line, const indx_entry& entry,
   line.number("mft_sequence", mft_sequence_of(entry.file_ref))
       .number("parent_entry", mft_entry_of(entry.parent_ref()))
       .number("parent_sequence", mft_sequence_of(entry.parent_ref()))
-      .text("entry_type", validity_word(entry))
+      .word("entry_type", validity_word(entry))
       .text("annotation", entry.annotation)
-      .text("file_type", entry.is_dir ? "dir" : "file")
+      .word("file_type", entry.is_dir ? "dir" : "file")
       .number("size_allocated", entry.alloc_size())
       .number("size_used", entry.real_size())
       .number("flags", entry.attr_flags())
-      .text("flags_text", m_flags_text.text_of(entry.attr_flags()))
-      .text("name", std::string_view(m_name).substr(directory.size()))
-      .text("directory", directory)
-      .text("index_source", index_source_of(entry))
-      .text("evidence", evidence);
+      .word("flags_text", m_flags_text.text_of(entry.attr_flags()))
+      .json_string("name", m_name_json)
+      .json_string("directory", m_directory_json.json)
+      .word("index_source", index_source_of(entry))
+      .json_string("evidence", m_evidence_json.json);
+}
+
+const std::string& jsonl_writer::escaped_text::of(const std::string& text) {
+  if (json.empty() || text != source) {
+    source = text;
+    json.clear();
+    append_json_string(json, text);
+  }
+  return json;
+}
+
+// The message is the directory, the name and the validity.  The directory
+// and the name are escaped once each; a directory that ends in an ASCII byte
+// (its separator) escapes the same alone as in the message.
+void jsonl_writer::escape_texts(const indx_entry& entry, const std::string& directory, const std::string& evidence) {
+  m_directory_json.of(directory);
+  m_evidence_json.of(evidence);
+  m_name.clear();
+  vk::append_display_name(m_name, entry.name);
+  m_name_json.clear();
+  append_json_string(m_name_json, m_name);
+  m_validity.assign(" (");
+  append_validity_text(m_validity, entry);
+  m_validity += ')';
+  m_message_json.clear();
+  if (directory.empty() || static_cast<unsigned char>(directory.back()) < 0x80) {
+    m_message_json.append(std::string_view(m_directory_json.json).substr(0, m_directory_json.json.size() - 1));
+    m_message_json.append(std::string_view(m_name_json).substr(1, m_name_json.size() - 2));
+  } else {
+    m_message_json.push_back('"');
+    append_json_characters(m_message_json, directory + m_name);
+  }
+  append_json_characters(m_message_json, m_validity);
+  m_message_json.push_back('"');
 }
 
 std::string_view jsonl_writer::lines(const indx_entry& entry, const std::string& directory,
                                      const std::string& evidence) {
-  m_name.assign(directory);
-  vk::append_display_name(m_name, entry.name);
-  m_message.assign(m_name);
-  m_message += " (";
-  append_validity_text(m_message, entry);
-  m_message += ')';
+  escape_texts(entry, directory, evidence);
   m_lines.clear();
   for (const timestamp_group& group :
        timestamp_groups({entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()})) {
     const json_time& time = time_of(group.value);
     json_object line(m_lines);
-    line.text("message", m_message)
-        .text("datetime", time.datetime)
+    line.json_string("message", m_message_json)
+        .word("datetime", time.datetime)
         .signed_number("timestamp", time.microseconds)
-        .text("timestamp_desc", group.labels())
+        .word("timestamp_desc", group.labels())
         .boolean("time_valid", time.valid)
-        .text("filetime", vk::number_text::hex(group.value, filetime_hex_digits).prefixed("0x").view())
-        .text("macb", group.macb());
-    add_entry_members(line, entry, directory, evidence);
+        .word("filetime", vk::number_text::hex(group.value, filetime_hex_digits).prefixed("0x").view())
+        .word("macb", group.macb());
+    add_entry_members(line, entry);
     if (!m_options.username.empty()) line.text("username", m_options.username);
     if (!m_options.hostname.empty()) line.text("hostname", m_options.hostname);
     line.finish();

@@ -43,13 +43,24 @@ class jsonl_writer {
   // The time members of `filetime`, with the text of the last second
   // rendered kept: the times of neighbouring entries mostly share it.
   const json_time& time_of(uint64_t filetime);
-  void add_entry_members(json_object& line, const indx_entry& entry, const std::string& directory,
-                         const std::string& evidence);
+  void add_entry_members(json_object& line, const indx_entry& entry);
+
+  // The JSON string of a text that mostly repeats from entry to entry.
+  struct escaped_text {
+    std::string source;
+    std::string json;
+    const std::string& of(const std::string& text);
+  };
+  void escape_texts(const indx_entry& entry, const std::string& directory, const std::string& evidence);
 
   const report_options& m_options;
   std::string m_lines;
-  std::string m_message;
   std::string m_name;
+  std::string m_validity;
+  std::string m_name_json;
+  std::string m_message_json;
+  escaped_text m_directory_json;
+  escaped_text m_evidence_json;
   flags_text_cache m_flags_text;
   uint64_t m_second = UINT64_MAX;
   json_time m_time;

@@ -42,7 +42,14 @@ INSTANTIATE_TEST_SUITE_P(
         string_case{"an encoded surrogate", "\xED\xA0\x80", fffd + fffd + fffd},
         string_case{"past U+10FFFF", "\xF4\x90\x80\x80", fffd + fffd + fffd + fffd},
         string_case{"a sequence cut short", "\xE2\x82" "A\xF0\x9F\x98", fffd + "A" + fffd},
-        string_case{"bytes that never start a character", "\xFE\xFF", fffd + fffd}),
+        string_case{"bytes that never start a character", "\xFE\xFF", fffd + fffd},
+        // Long plain runs are scanned eight bytes at a time: each byte that
+        // ends a run must still be seen wherever it falls in a word.
+        string_case{"escapes inside long runs", "Documents and Settings\\All Users\"quoted\" name\x01.txt",
+                    "Documents and Settings\\\\All Users\\\"quoted\\\" name\\u0001.txt"},
+        string_case{"DEL and a character after eight plain bytes", "abcdefghij\x7f\xC3\xA9klmnopqrstuv",
+                    "abcdefghij\\u007f\xC3\xA9klmnopqrstuv"},
+        string_case{"a bad byte after a long run", "abcdefghijklmnop\xFFq", "abcdefghijklmnop" + fffd + "q"}),
     [](const testing::TestParamInfo<string_case>& info) { return std::to_string(info.index); });
 
 TEST(json_object, members_in_order_on_one_line) {
