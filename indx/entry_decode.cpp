@@ -3,12 +3,6 @@
 #include "indx/indx_format.h"
 #include "support/vk_string.h"
 
-namespace {
-
-constexpr int store_key_width = 10;
-
-}  // namespace
-
 indx_entry decode_entry_fields(const vk::le_reader& entry) {
   indx_entry decoded;
   const std::span<const uint8_t> bytes = entry.bytes();
