@@ -23,7 +23,7 @@ import time
 
 def run_once(command):
     started = time.perf_counter()
-    status = subprocess.call(shlex.split(command), stdout=subprocess.DEVNULL)
+    status = subprocess.call(shlex.split(command), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     elapsed = time.perf_counter() - started
     if status != 0:
         sys.exit(f"command failed ({status}): {command}")
@@ -36,7 +36,7 @@ def peak_memory_kib(command):
     from Python before the command replaces it."""
     with tempfile.NamedTemporaryFile("r") as report:
         status = subprocess.call(["/usr/bin/time", "-f", "%M", "-o", report.name] + shlex.split(command),
-                                 stdout=subprocess.DEVNULL)
+                                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         if status != 0:
             sys.exit(f"command failed ({status}): {command}")
         return int(report.read().split()[-1])
