@@ -7,12 +7,15 @@ run, as a Markdown table row.
 
     bench/alternate.py --runs 7 'label one=command one' 'label two=command two' ...
 
+With --drop-caches the page cache is emptied before every timed run.
+
 Each command is split into words as the shell would (quotes group words)
 and run directly, without a shell in between, so that the times hold the
 command alone; its output is thrown away, and a command that fails stops
 the benchmark.
 """
 import argparse
+import os
 import shlex
 import statistics
 import subprocess
@@ -21,7 +24,17 @@ import tempfile
 import time
 
 
-def run_once(command):
+def drop_caches():
+    """Empties the page cache (root only), so that the next run reads the
+    evidence from the disk, as an examiner's first run does."""
+    os.sync()
+    with open("/proc/sys/vm/drop_caches", "w") as control:
+        control.write("3\n")
+
+
+def run_once(command, cold=False):
+    if cold:
+        drop_caches()
     started = time.perf_counter()
     status = subprocess.call(shlex.split(command), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     elapsed = time.perf_counter() - started
@@ -46,6 +59,8 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--runs", type=int, default=7)
     parser.add_argument("--warmup", type=int, default=1)
+    parser.add_argument("--drop-caches", action="store_true",
+                        help="empty the page cache before every timed run (root)")
     parser.add_argument("commands", nargs="+", help="label=command")
     args = parser.parse_args()
     labelled = [item.split("=", 1) for item in args.commands]
@@ -55,7 +70,7 @@ def main():
     times = {label: [] for label, _ in labelled}
     for _ in range(args.runs):
         for label, command in labelled:
-            times[label].append(run_once(command))
+            times[label].append(run_once(command, args.drop_caches))
     peak = {label: peak_memory_kib(command) for label, command in labelled}
     print("| command | median | min - max | peak memory |")
     print("|---|---|---|---|")

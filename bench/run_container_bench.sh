@@ -22,7 +22,10 @@ mft_ranges=$(istat $image 0 | awk '/^Type: \$DATA/ {f = 1; next} /^Type:/ {f = 0
   awk -v c="$cluster" 'NR == 1 {s = $1; p = $1; next} $1 != p + 1 {print s * c ":" (p - s + 1) * c; s = $1}
                        {p = $1} END {print s * c ":" (p - s + 1) * c}' | tr '\n' ' ')
 options="-all -csv -quiet -out /dev/null"
-python3 bench/alternate.py --runs "$runs" \
+# BENCH_COLD=1: every run reads the evidence from the disk (root).
+cold=()
+[ "${BENCH_COLD:-0}" = 1 ] && cold=(--drop-caches)
+python3 bench/alternate.py --runs "$runs" "${cold[@]}" \
   "raw=$slix -image $image $options" \
   "E01, deflate=$slix -image $work/bench_volume.E01 $options" \
   "E01, uncompressed=$slix -image $work/bench_volume_stored.E01 $options" \
