@@ -28,28 +28,6 @@ mkdir -p "$base"
 
 # ---------------------------------------------------------------- NTFS volume
 
-# Writes the reparse point of a Windows directory symlink (absolute or
-# relative) or junction on an empty directory, as ntfs-3g takes it through
-# system.ntfs_reparse_data.
-make_reparse() {  # kind (junction|symlink|relative), directory, target
-  local value
-  value=$(python3 - "$1" "$3" <<'EOF'
-import struct, sys
-kind, target = sys.argv[1], sys.argv[2]
-substitute = target if kind == 'relative' else '\\??\\' + target
-s, p = substitute.encode('utf-16le'), target.encode('utf-16le')
-if kind == 'junction':
-    body = struct.pack('<HHHH', 0, len(s), len(s) + 2, len(p)) + s + b'\0\0' + p + b'\0\0'
-    tag = 0xA0000003
-else:
-    body = struct.pack('<HHHHI', 0, len(s), len(s), len(p), kind == 'relative') + s + p
-    tag = 0xA000000C
-print('0x' + (struct.pack('<IHH', tag, len(body), 0) + body).hex())
-EOF
-)
-  setfattr -n system.ntfs_reparse_data -v "$value" "$2"
-}
-
 # A 2 MiB volume (512-byte sectors, 4096-byte clusters, 1024-byte records)
 # small enough that its metadata is a 150 KiB base, with what a directory
 # analysis meets: nested directories, an index allocation with a deleted name

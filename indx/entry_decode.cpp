@@ -7,10 +7,6 @@ indx_entry decode_entry_fields(const vk::le_reader& entry) {
   indx_entry decoded;
   const std::span<const uint8_t> bytes = entry.bytes();
   decoded.file_ref = vk::le_reader(bytes).u64(indx_format::ent_file_ref);
-  for (size_t i = 0; i < decoded.header.size(); ++i) {
-    const size_t at = indx_format::ent_length + i;
-    if (at < bytes.size()) decoded.header[i] = bytes[at];
-  }
   for (size_t i = 0; i < decoded.key.size(); ++i) {
     const size_t at = indx_format::ent_key + i;
     if (at < bytes.size()) decoded.key[i] = bytes[at];

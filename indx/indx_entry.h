@@ -29,8 +29,6 @@ constexpr source_offset operator+(source_offset base, uint64_t more) { return {b
 
 struct indx_entry {
   mft_ref file_ref = 0;
-  // Entry length, key length, entry flags and reserved word, as stored.
-  std::array<uint8_t, indx_format::ent_head_size - 8> header{};
   // The first 68 bytes of the $FILE_NAME key as stored.
   std::array<uint8_t, indx_format::key_stored_size> key{};
   std::string name;
@@ -45,10 +43,6 @@ struct indx_entry {
   bool mtime_unconvertible = false;
   std::string annotation;
 
-  uint16_t entry_length() const { return head().u16(0); }
-  uint16_t key_length() const { return head().u16(2); }
-  uint16_t entry_flags() const { return head().u16(4); }
-
   mft_ref parent_ref() const { return key_field().u64(fnf::parent_ref); }
   uint64_t created() const { return key_field().u64(fnf::created); }
   uint64_t modified() const { return key_field().u64(fnf::modified); }
@@ -57,11 +51,9 @@ struct indx_entry {
   uint64_t alloc_size() const { return key_field().u64(fnf::alloc_size); }
   uint64_t real_size() const { return key_field().u64(fnf::real_size); }
   uint32_t attr_flags() const { return key_field().u32(fnf::attr_flags); }
-  uint32_t reparse_value() const { return key_field().u32(fnf::reparse); }
   uint8_t name_length() const { return key_field().u8(fnf::name_length); }
   uint8_t name_space() const { return key_field().u8(fnf::name_space); }
 
  private:
-  vk::le_reader head() const { return vk::le_reader(header); }
   vk::le_reader key_field() const { return vk::le_reader(key); }
 };

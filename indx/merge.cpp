@@ -233,7 +233,6 @@ std::vector<indx_entry> entry_report::deduplicated() const {
     indx_entry shown = entries[slot.first];
     const indx_entry& reference = entries[slot.reference_from];
     shown.file_ref = reference.file_ref;
-    shown.header = reference.header;
     shown.offset = reference.offset;
     keyed.emplace_back(identity_key(shown), std::move(shown));
   }

@@ -20,8 +20,6 @@ class name_folding {
   // The volume's table; `upcase` holds one unit per UTF-16 code unit.
   explicit name_folding(std::vector<char16_t> upcase) : m_upcase(std::move(upcase)) {}
 
-  bool uses_volume_table() const { return !m_upcase.empty(); }
-
   // The name, UTF-8, folded: two names match when their folds are equal.
   std::u16string fold(std::string_view name) const;
 

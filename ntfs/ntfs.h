@@ -37,7 +37,6 @@ class CNtfs {
   // the $MFT runlist; null when no usable NTFS volume starts there.
   static std::unique_ptr<CNtfs> open(disk& source, uint64_t volume_offset);
 
-  const NTFS_BOOT& get_boot_sector() const { return m_boot; }
   uint64_t volume_offset() const { return m_volume_offset; }
   uint32_t bytes_per_sector() const { return m_bytes_per_sector; }
   uint32_t cluster_size() const { return m_cluster_size; }

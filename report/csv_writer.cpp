@@ -1,10 +1,9 @@
 #include "report/csv_writer.h"
 
-
 #include "report/csv_cells.h"
-#include "support/check.h"
 #include "report/entry_fields.h"
 #include "report/time_format.h"
+#include "support/check.h"
 #include "support/types.h"
 #include "support/vk_string.h"
 
@@ -74,9 +73,9 @@ std::string_view csv_writer::row(const indx_entry& entry, const std::string& dir
   add_number_cell(entry.alloc_size());
   add_number_cell(entry.real_size());
   add_cell(m_flags_text.text_of(entry.attr_flags()));
-  m_name.assign(directory);
-  vk::append_display_name(m_name, entry.name);
-  add_cell(m_name);
+  m_cell.assign(directory);
+  vk::append_display_name(m_cell, entry.name);
+  add_cell(m_cell);
   add_cell(entry.annotation);
   if (!m_options.username.empty()) add_cell(m_options.username);
   if (!m_options.hostname.empty()) add_cell(m_options.hostname);
@@ -109,9 +108,9 @@ void csv_writer::add_time_cells(uint64_t filetime) {
   } else if (!rendered) {
     add_cell({});
   } else {
-    m_name.assign(m_times.date());
-    m_name += ' ';
-    m_name += m_times.time();
-    add_cell(m_name);
+    m_cell.assign(m_times.date());
+    m_cell += ' ';
+    m_cell += m_times.time();
+    add_cell(m_cell);
   }
 }

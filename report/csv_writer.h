@@ -37,7 +37,6 @@ class csv_writer {
   void add_number_cell(uint64_t value);
   void add_time_cells(uint64_t filetime);
 
-
   const report_options& m_options;
   std::string m_separator;
   // Cells are padded only with -pair_datetime and without -no_whitespace.
@@ -50,5 +49,6 @@ class csv_writer {
   size_t m_next_column = 0;
   time_renderer m_times;
   flags_text_cache m_flags_text;
-  std::string m_name;
+  // The name cell, or the date and time of a -pair_datetime cell, as built.
+  std::string m_cell;
 };

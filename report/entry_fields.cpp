@@ -46,10 +46,6 @@ bool entry_number_missing(const indx_entry& entry) {
   return (mft_entry_of(entry.file_ref) == 0 && entry.name != "$MFT") || mft_sequence_of(entry.file_ref) == 0;
 }
 
-std::string hex_and_decimal(uint64_t value, int width) {
-  return "0x" + vk::hex(value, width) + " [" + vk::dec(value) + "]";
-}
-
 std::string cell_number(uint64_t value, bool base10) { return std::string(number_cell(value, base10).view()); }
 
 vk::number_text number_cell(uint64_t value, bool base10) {
@@ -76,12 +72,6 @@ std::string_view source_type_text(uint32_t attr_type) {
 }
 
 const char* validity_word(const indx_entry& entry) { return entry.is_valid ? "valid" : "slack"; }
-
-std::string validity_text(const indx_entry& entry) {
-  std::string text;
-  append_validity_text(text, entry);
-  return text;
-}
 
 void append_validity_text(std::string& out, const indx_entry& entry) {
   out += validity_word(entry);

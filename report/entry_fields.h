@@ -18,10 +18,6 @@ std::string full_name_of(const indx_entry& entry, const std::string& directory);
 // on anything but "$MFT" (which really is entry 0), or sequence number 0.
 bool entry_number_missing(const indx_entry& entry);
 
-// "0x" with zero-filled lower-case hexadecimal of at least `width` digits,
-// then " [", the decimal value and "]": the form of every number in a text block.
-std::string hex_and_decimal(uint64_t value, int width);
-
 // A number in a CSV or timeline cell: "0x" and at least eight zero-filled
 // hexadecimal digits, or plain decimal with -base10.
 std::string cell_number(uint64_t value, bool base10);
@@ -58,5 +54,4 @@ std::string_view source_type_text(uint32_t attr_type);
 const char* validity_word(const indx_entry& entry);
 
 // "valid", "slack", or "slack, " and the annotation ("slack, deleted").
-std::string validity_text(const indx_entry& entry);
 void append_validity_text(std::string& out, const indx_entry& entry);

@@ -10,12 +10,9 @@
 namespace {
 
 constexpr std::string_view replacement_character = "\xEF\xBF\xBD";
-constexpr std::array<char, 16> hex_digits{'0', '1', '2', '3', '4', '5', '6', '7',
-                                          '8', '9', 'a', 'b', 'c', 'd', 'e', 'f'};
-
 void append_unicode_escape(std::string& out, uint32_t code_point) {
   out += "\\u";
-  for (int shift = 12; shift >= 0; shift -= 4) out.push_back(hex_digits[(code_point >> shift) & 0x0F]);
+  out += vk::number_text::hex(code_point, 4).view();
 }
 
 bool must_escape(uint32_t code_point) {

@@ -1,9 +1,12 @@
 #include "report/jsonl_writer.h"
 
+#include <array>
+#include <utility>
+
 #include "report/entry_fields.h"
 #include "report/json_text.h"
-#include "support/number_text.h"
 #include "report/timeline_writer.h"
+#include "support/number_text.h"
 #include "support/types.h"
 #include "support/vk_string.h"
 #include "support/vk_time.h"
@@ -23,22 +26,26 @@ std::string_view index_source_of(const indx_entry& entry) {
 }
 
 // The datetime text of a whole second: "2026-11-22T11:10:21.", to which the
-// seven fraction digits and "Z" are added.
+// seven fraction digits and "Z" are added.  Years run from 1601 to 9999, so
+// every part is two digits but the year, which is four.
 std::string second_text(const vk::_windows_systemtime& st) {
   std::string text;
-  vk::append_dec(text, st.wYear, 4);
-  text += '-';
-  vk::append_dec(text, st.wMonth, 2);
-  text += '-';
-  vk::append_dec(text, st.wDay, 2);
-  text += 'T';
-  vk::append_dec(text, st.wHour, 2);
-  text += ':';
-  vk::append_dec(text, st.wMinute, 2);
-  text += ':';
-  vk::append_dec(text, st.wSecond, 2);
-  text += '.';
+  const std::array<std::pair<uint16_t, char>, 6> parts{
+      {{st.wYear, '-'}, {st.wMonth, '-'}, {st.wDay, 'T'}, {st.wHour, ':'}, {st.wMinute, ':'}, {st.wSecond, '.'}}};
+  for (const auto& [value, follower] : parts) {
+    vk::append_dec(text, value, 2);
+    text += follower;
+  }
   return text;
+}
+
+// Puts the fraction of `filetime` and "Z" after the whole-second text, and
+// the microseconds since 1970 of `unix_second` and that fraction.
+void set_fraction(json_time& time, uint64_t filetime, int64_t unix_second) {
+  const uint64_t fraction = filetime % vk::filetime_ticks_per_second;
+  vk::append_dec(time.datetime, fraction, fraction_digits);
+  time.datetime += 'Z';
+  time.microseconds = unix_second * microseconds_per_second + static_cast<int64_t>(fraction / ticks_per_microsecond);
 }
 
 }  // namespace
@@ -47,13 +54,9 @@ json_time json_time_of(uint64_t filetime) {
   const vk::time value(filetime, vk::type_time::filetime);
   json_time result;
   if (!value.valid() || value.systemtime().wYear > last_four_digit_year) return result;
-  const uint64_t fraction = filetime % vk::filetime_ticks_per_second;
   result.valid = true;
   result.datetime = second_text(value.systemtime());
-  vk::append_dec(result.datetime, fraction, fraction_digits);
-  result.datetime += 'Z';
-  result.microseconds =
-      value.unix_seconds() * microseconds_per_second + static_cast<int64_t>(fraction / ticks_per_microsecond);
+  set_fraction(result, filetime, value.unix_seconds());
   return result;
 }
 
@@ -65,15 +68,10 @@ const json_time& jsonl_writer::time_of(uint64_t filetime) {
     return m_time;
   }
   // Same second: only the fraction and the microseconds change.
-  const uint64_t fraction = filetime % vk::filetime_ticks_per_second;
-  const size_t fraction_at = m_time.datetime.size() - fraction_digits - 1;
-  m_time.datetime.resize(fraction_at);
-  vk::append_dec(m_time.datetime, fraction, fraction_digits);
-  m_time.datetime += 'Z';
+  m_time.datetime.resize(m_time.datetime.size() - fraction_digits - 1);
   const int64_t unix_second = static_cast<int64_t>(second) -
                               static_cast<int64_t>(vk::filetime_unix_epoch / vk::filetime_ticks_per_second);
-  m_time.microseconds =
-      unix_second * microseconds_per_second + static_cast<int64_t>(fraction / ticks_per_microsecond);
+  set_fraction(m_time, filetime, unix_second);
   return m_time;
 }
 

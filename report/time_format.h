@@ -2,9 +2,9 @@
 // -pair_datetime, and the rendering of a converted FILETIME with them.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
-#include <array>
 #include <string>
 #include <string_view>
 
