@@ -16,16 +16,14 @@
 #include "disk/container_format.h"
 #include "disk/ewf_segments.h"
 #include "disk/image_disk.h"
+#include "disk/libyal_image.h"
 #include "support/le_reader.h"
 
 namespace {
 
 template <typename Call>
 auto ewf_call(Call&& body) {
-  libewf_error_t* error = nullptr;
-  auto result = body(&error);
-  if (error != nullptr) libewf_error_free(&error);
-  return result;
+  return libyal_call<libewf_error_t, libewf_error_free>(body);
 }
 
 size_t read_segment(void* context, uint64_t offset, std::span<uint8_t> buffer) {
@@ -113,14 +111,12 @@ class ewf_disk final : public disk {
   uint64_t failed_reads() const override { return m_failed_reads; }
 
   size_t read(uint64_t offset, std::span<uint8_t> buffer) override {
-    if (m_handle == nullptr || offset >= m_size) return 0;
-    const size_t wanted = static_cast<size_t>(std::min<uint64_t>(buffer.size(), m_size - offset));
-    const ssize_t got = ewf_call([&](libewf_error_t** error) {
-      return libewf_handle_read_random(m_handle, buffer.data(), wanted, static_cast<off64_t>(offset), error);
+    if (m_handle == nullptr) return 0;
+    return read_counted(offset, buffer, m_size, m_failed_reads, [this](uint8_t* data, size_t length, uint64_t at) {
+      return ewf_call([&](libewf_error_t** error) {
+        return libewf_handle_read_random(m_handle, data, length, static_cast<off64_t>(at), error);
+      });
     });
-    if (got == static_cast<ssize_t>(wanted)) return wanted;
-    ++m_failed_reads;
-    return got > 0 ? static_cast<size_t>(got) : 0;
   }
 
  private:

@@ -1,20 +1,47 @@
 // A disk object over an image read by one of the libyal libraries (libvhdi,
 // libqcow): one file, or a child with the chain of parents it names.  The
 // libraries share one shape of interface, so the chain is built once here,
-// over the functions `libyal_library` gathers.  Parents are found beside the child when they are named relatively (or by
-// a Windows path, whose last component is taken), opened read-only through
-// the library and recorded as sources; a loop (by device and inode) or a
-// chain longer than max_backing_chain is refused with its names.
+// over the functions `libyal_library` gathers.  Parents are found beside the
+// child when they are named relatively (or by a Windows path, whose last
+// component is taken), opened read-only through the library and recorded as
+// sources; a loop (by device and inode) or a chain longer than
+// max_backing_chain is refused with its names.  libewf follows the same
+// conventions, and its disk (ewf_disk.cpp) uses the two helpers below.
 #pragma once
 
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "disk/container.h"
 #include "support/file_util.h"
+
+// Runs one libyal call with an error object of its own, freed afterwards
+// (slix reports what failed itself, not the library's wording).
+template <typename Error, auto error_free, typename Call>
+auto libyal_call(Call&& body) {
+  Error* error = nullptr;
+  auto result = body(&error);
+  if (error != nullptr) error_free(&error);
+  return result;
+}
+
+// A read of a disk of `size` bytes through a library's read at an offset: cut
+// at the end of the disk; a read the library serves short or fails is counted
+// in `failed_reads` and gives what it did read.
+template <typename ReadAt>
+size_t read_counted(uint64_t offset, std::span<uint8_t> buffer, uint64_t size, uint64_t& failed_reads,
+                    ReadAt&& read_at) {
+  if (offset >= size) return 0;
+  const size_t wanted = static_cast<size_t>(std::min<uint64_t>(buffer.size(), size - offset));
+  const ssize_t got = read_at(buffer.data(), wanted, offset);
+  if (got == static_cast<ssize_t>(wanted)) return wanted;
+  ++failed_reads;
+  return got > 0 ? static_cast<size_t>(got) : 0;
+}
 
 // The functions of one libyal library, each called the way they all are:
 // status 1 is success, and an error object, when one is made, is freed here.
@@ -24,13 +51,9 @@ template <typename File, typename Error, auto file_initialize, auto file_free, a
 struct libyal_library {
   using file_t = File;
 
-  // Runs one library call with an error object of its own.
   template <typename Call>
   static auto call(Call&& body) {
-    Error* error = nullptr;
-    auto result = body(&error);
-    if (error != nullptr) error_free(&error);
-    return result;
+    return libyal_call<Error, error_free>(body);
   }
   static bool initialize(File** file) {
     return call([&](Error** error) { return file_initialize(file, error) == 1; });
@@ -91,12 +114,10 @@ class libyal_image final : public disk {
   uint64_t failed_reads() const override { return m_failed_reads; }
 
   size_t read(uint64_t offset, std::span<uint8_t> buffer) override {
-    if (m_chain.empty() || offset >= m_size) return 0;
-    const size_t wanted = static_cast<size_t>(std::min<uint64_t>(buffer.size(), m_size - offset));
-    const ssize_t got = Lib::read_at(m_chain.front(), buffer.data(), wanted, offset);
-    if (got == static_cast<ssize_t>(wanted)) return wanted;
-    ++m_failed_reads;
-    return got > 0 ? static_cast<size_t>(got) : 0;
+    if (m_chain.empty()) return 0;
+    return read_counted(offset, buffer, m_size, m_failed_reads, [this](uint8_t* data, size_t length, uint64_t at) {
+      return Lib::read_at(m_chain.front(), data, length, at);
+    });
   }
 
  private:

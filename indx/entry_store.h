@@ -91,7 +91,7 @@ struct entry_stores {
 };
 
 // One entry of the de-duplicated set: the first entry of its identity, shown
-// with the file reference, head and offset of `reference_from` (the copy
+// with the file reference and offset of `reference_from` (the copy
 // whose reference the merge preferred; the first itself unless replaced).
 struct dedup_slot {
   uint32_t first = 0;

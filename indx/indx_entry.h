@@ -48,6 +48,8 @@ struct indx_entry {
   uint64_t modified() const { return key_field().u64(fnf::modified); }
   uint64_t mft_changed() const { return key_field().u64(fnf::mft_changed); }
   uint64_t accessed() const { return key_field().u64(fnf::accessed); }
+  // Modified, accessed, MFT changed and created: the order of every layout.
+  std::array<uint64_t, 4> times() const { return {modified(), accessed(), mft_changed(), created()}; }
   uint64_t alloc_size() const { return key_field().u64(fnf::alloc_size); }
   uint64_t real_size() const { return key_field().u64(fnf::real_size); }
   uint32_t attr_flags() const { return key_field().u32(fnf::attr_flags); }

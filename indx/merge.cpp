@@ -72,17 +72,13 @@ bool should_replace(mft_ref stored_ref, mft_ref stored_parent, const indx_entry&
   return mft_entry_of(stored_parent) != directory && mft_entry_of(candidate.parent_ref()) == directory;
 }
 
-std::array<uint64_t, 4> times_of(const indx_entry& entry) {
-  return {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()};
-}
-
 // Orders entries by identity: the four times, then the name compared byte
 // by byte after ASCII lower-casing (as the identity key lower-cases it).
 // Two entries are of one identity when neither orders before the other.
 // The order itself serves only the merge's lookups (the times mostly decide
 // it at once); -nodups sorts by the identity key.
 int compare_identity(const indx_entry& a, const indx_entry& b) {
-  const auto ta = times_of(a), tb = times_of(b);
+  const auto ta = a.times(), tb = b.times();
   if (ta != tb) return ta < tb ? -1 : 1;
   return vk::compare_lowered(a.name, b.name);
 }
@@ -186,7 +182,7 @@ std::string identity_key(const indx_entry& entry) {
   std::string key;
   key.reserve(entry.name.size() + 4 * 21);
   vk::append_lower(key, entry.name);
-  for (const uint64_t time : {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()}) {
+  for (const uint64_t time : entry.times()) {
     key += '_';
     vk::append_dec(key, time, identity_time_width);
   }

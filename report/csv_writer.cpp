@@ -67,7 +67,7 @@ std::string_view csv_writer::row(const indx_entry& entry, const std::string& dir
   add_number_cell(mft_entry_of(entry.parent_ref()));
   add_number_cell(mft_sequence_of(entry.parent_ref()));
   add_cell(validity_word(entry));
-  for (uint64_t filetime : {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()})
+  for (const uint64_t filetime : entry.times())
     add_time_cells(filetime);
   add_cell(entry.is_dir ? "dir" : "file");
   add_number_cell(entry.alloc_size());

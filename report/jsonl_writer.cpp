@@ -136,8 +136,7 @@ std::string_view jsonl_writer::lines(const indx_entry& entry, const std::string&
                                      const std::string& evidence) {
   escape_texts(entry, directory, evidence);
   m_lines.clear();
-  for (const timestamp_group& group :
-       timestamp_groups({entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()})) {
+  for (const timestamp_group& group : timestamp_groups(entry.times())) {
     const json_time& time = time_of(group.value);
     json_object line(m_lines);
     line.json_string("message", m_message_json)

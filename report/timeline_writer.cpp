@@ -80,7 +80,7 @@ std::string bodyfile_safe(const std::string& text) {
 timeline_record make_timeline_record(const indx_entry& entry, const std::string& directory,
                                      const report_options& options) {
   timeline_record record;
-  record.times = {entry.modified(), entry.accessed(), entry.mft_changed(), entry.created()};
+  record.times = entry.times();
   record.full_name = full_name_of(entry, directory);
   record.description = description_of(entry, record.full_name, options.base10);
   record.short_text = std::string(validity_word(entry)) + (entry.is_dir ? " dir entry" : " file entry");
