@@ -96,7 +96,10 @@ bool is_split_raw_name(const std::string& path) {
 }
 
 container_opening open_split_raw_image(const std::string& path) {
-  const piece_name first = *parse_piece_name(path);
+  const std::optional<piece_name> named = parse_piece_name(path);
+  // Only names is_split_raw_name took come here.
+  SLIX_CHECK(named.has_value());
+  const piece_name first = *named;
   std::vector<std::unique_ptr<image_disk>> pieces;
   unsigned number = first.number;
   for (;; ++number) {
