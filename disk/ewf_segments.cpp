@@ -12,9 +12,10 @@ namespace fmt = ewf_format;
 
 namespace {
 
+// The section type: the text at the start of its descriptor, up to the first NUL.
 std::string_view type_of(std::span<const uint8_t> descriptor) {
   const auto* text = reinterpret_cast<const char*>(descriptor.data());
-  std::string_view type(text, fmt::section_type_size);
+  std::string_view type(text, std::min(descriptor.size(), fmt::section_type_size));
   return type.substr(0, type.find('\0'));
 }
 
