@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ntfs/mft_format.h"
+#include "support/checked_math.h"
 #include "support/le_reader.h"
 
 namespace {
@@ -45,40 +46,41 @@ bool decode_mapping_pairs(std::span<const uint8_t> attribute, data_run_list& run
     run.lcn = static_cast<int64_t>(lcn);
     run.sparse = offset_width == 0;
     run.first_vcn = vcn;
-    runs.push_back(run);
+    runs.append(run);
     vcn += run.cluster_count;
     pos += pair_size;
   }
   return true;
 }
 
-uint64_t total_clusters(const data_run_list& runs) {
-  uint64_t total = 0;
-  for (const data_run& run : runs) {
-    total = run.cluster_count > UINT64_MAX - total ? UINT64_MAX : total + run.cluster_count;
-  }
-  return total;
+void data_run_list::append(data_run run) {
+  run.counted_end = vk::saturating_add(m_runs.empty() ? 0 : m_runs.back().counted_end, run.cluster_count);
+  m_runs.push_back(run);
 }
 
+const data_run* data_run_list::run_reaching(uint64_t vcn) const {
+  const auto it = std::partition_point(m_runs.begin(), m_runs.end(),
+                                       [vcn](const data_run& run) { return run.counted_end <= vcn; });
+  return it == m_runs.end() ? nullptr : &*it;
+}
+
+uint64_t total_clusters(const data_run_list& runs) { return runs.empty() ? 0 : runs[runs.size() - 1].counted_end; }
+
 std::optional<vcn_location> locate_vcn(const data_run_list& runs, uint64_t vcn, uint64_t cluster_size) {
-  // The running end (last VCN + 1) avoids the -1 start of an unsigned count.
-  uint64_t run_end = 0;
-  for (const data_run& run : runs) {
-    run_end = run.cluster_count > UINT64_MAX - run_end ? UINT64_MAX : run_end + run.cluster_count;
-    if (run_end <= vcn) continue;
-    // A hostile list whose stored VCNs disagree with the counts maps nothing.
-    if (vcn < run.first_vcn || vcn - run.first_vcn >= run.cluster_count) return std::nullopt;
-    vcn_location where;
-    where.clusters_left = run.cluster_count - (vcn - run.first_vcn);
-    if (run.sparse) {
-      where.sparse = true;
-      return where;
-    }
-    const uint64_t cluster = static_cast<uint64_t>(run.lcn) + (vcn - run.first_vcn);
-    if (run.lcn < 0 || cluster < static_cast<uint64_t>(run.lcn)) return std::nullopt;
-    if (cluster_size != 0 && cluster > UINT64_MAX / cluster_size) return std::nullopt;
-    where.position = cluster * cluster_size;
+  const data_run* found = runs.run_reaching(vcn);
+  if (found == nullptr) return std::nullopt;
+  const data_run& run = *found;
+  // A hostile list whose stored VCNs disagree with the counts maps nothing.
+  if (vcn < run.first_vcn || vcn - run.first_vcn >= run.cluster_count) return std::nullopt;
+  vcn_location where;
+  where.clusters_left = run.cluster_count - (vcn - run.first_vcn);
+  if (run.sparse) {
+    where.sparse = true;
     return where;
   }
-  return std::nullopt;
+  const uint64_t cluster = static_cast<uint64_t>(run.lcn) + (vcn - run.first_vcn);
+  if (run.lcn < 0 || cluster < static_cast<uint64_t>(run.lcn)) return std::nullopt;
+  if (cluster_size != 0 && cluster > UINT64_MAX / cluster_size) return std::nullopt;
+  where.position = cluster * cluster_size;
+  return where;
 }
