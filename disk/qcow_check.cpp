@@ -1,5 +1,6 @@
 #include "disk/qcow_check.h"
 
+#include <unordered_set>
 #include <vector>
 
 #include "support/checked_math.h"
@@ -43,20 +44,30 @@ std::string l2_entry_problem(const qcow_layout& layout, uint64_t entry) {
   return "";
 }
 
+std::string l2_table_problem(disk& file, const qcow_layout& layout, uint64_t l2_offset, std::vector<uint8_t>& l2) {
+  if (!file.read_exact(l2_offset, l2)) return "has a cluster table past the end of the file";
+  for (uint64_t j = 0; j < layout.cluster_size / 8; ++j) {
+    const std::string problem = l2_entry_problem(layout, big_endian(l2, j * 8, 8));
+    if (!problem.empty()) return problem;
+  }
+  return "";
+}
+
+// Many L1 entries may name one L2 table (a hostile image can point all of
+// them at the same cluster): each table is read and checked once, so the
+// work is bounded by the file's size, not by the number of L1 entries.
 std::string tables_problem(disk& file, const qcow_layout& layout, uint64_t l1_offset, uint64_t l1_entries) {
   std::vector<uint8_t> l1(l1_entries * 8), l2(layout.cluster_size);
   if (!file.read_exact(l1_offset, l1)) return "has its cluster table past the end of the file";
+  std::unordered_set<uint64_t> checked;
   for (uint64_t i = 0; i < l1_entries; ++i) {
     const uint64_t entry = big_endian(l1, i * 8, 8);
     const uint64_t l2_offset = entry & qf::offset_mask;
     if ((entry & ~(qf::offset_mask | qf::copied_flag)) != 0 || l2_offset % layout.cluster_size != 0)
       return "has a cluster table entry no writer makes";
-    if (l2_offset == 0) continue;
-    if (!file.read_exact(l2_offset, l2)) return "has a cluster table past the end of the file";
-    for (uint64_t j = 0; j < layout.cluster_size / 8; ++j) {
-      const std::string problem = l2_entry_problem(layout, big_endian(l2, j * 8, 8));
-      if (!problem.empty()) return problem;
-    }
+    if (l2_offset == 0 || !checked.insert(l2_offset).second) continue;
+    const std::string problem = l2_table_problem(file, layout, l2_offset, l2);
+    if (!problem.empty()) return problem;
   }
   return "";
 }
