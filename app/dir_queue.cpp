@@ -1,17 +1,30 @@
 #include "app/dir_queue.h"
 
+#include "support/check.h"
 #include "support/vk_string.h"
+
+void dir_queue::resolve(dir_work_item& item) const {
+  if (!item.path_pending) return;
+  SLIX_CHECK(m_resolver != nullptr);
+  m_resolver(item);
+  item.path_pending = false;
+}
 
 void dir_queue::add(const dir_work_item& item) {
   if (m_taken.count(item.entry)) return;
   const auto [it, inserted] = m_waiting.emplace(item.entry, item);
-  if (!inserted && it->second.path.size() < item.path.size()) it->second.path = item.path;
+  if (inserted) return;
+  dir_work_item offered = item;
+  resolve(offered);
+  resolve(it->second);
+  if (it->second.path.size() < offered.path.size()) it->second.path = std::move(offered.path);
 }
 
 std::optional<dir_work_item> dir_queue::take_next() {
   if (m_waiting.empty()) return std::nullopt;
   auto node = m_waiting.extract(m_waiting.begin());
   m_taken.insert(node.key());
+  resolve(node.mapped());
   return std::move(node.mapped());
 }
 

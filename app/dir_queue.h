@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -13,7 +14,13 @@ struct dir_work_item {
   uint16_t record_sequence = 0;  // stored in its MFT record now
   std::string path;  // always ends in a backslash
   uint32_t level = 0;  // depth below the start directory
+  // Queued without its path and sequences, which the queue's resolver fills
+  // in when the item is needed (see dir_queue::resolve_with).
+  bool path_pending = false;
 };
+
+// Fills in the path and both sequences of an item queued with path_pending.
+using dir_path_resolver = std::function<void(dir_work_item&)>;
 
 // Directories found by the whole-volume scan carry this level, so that no
 // recursion starts from them: the scan already lists every directory.
@@ -27,12 +34,23 @@ class dir_queue {
   // kept but takes the new path if its own is shorter.  An entry already
   // analysed in this run is not queued again (a directory is analysed once).
   void add(const dir_work_item& item);
+  // The next item, its path resolved.
   std::optional<dir_work_item> take_next();
   bool empty() const { return m_waiting.empty(); }
 
+  // Items may be queued with their paths pending: a whole-volume run queues
+  // every directory before the first is analysed, and the paths of a deep
+  // chain of directories summed grow with the square of its depth.  Each
+  // path is then built when its item is taken (or when a second item for the
+  // same entry needs its length), and only one lives at a time.
+  void resolve_with(dir_path_resolver resolver) { m_resolver = std::move(resolver); }
+
  private:
+  void resolve(dir_work_item& item) const;
+
   std::map<uint64_t, dir_work_item> m_waiting;
   std::set<uint64_t> m_taken;
+  dir_path_resolver m_resolver;
 };
 
 // Appends a backslash unless the path already ends in one.

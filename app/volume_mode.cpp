@@ -32,9 +32,13 @@ bool open_volume(const indx_options& options, volume_run& run) {
   return true;
 }
 
+void resolve_path_of_entry(CNtfs& volume, dir_work_item& item) {
+  item.path = with_trailing_backslash(path_of_entry(volume, item.entry, item.reference_sequence, item.record_sequence));
+}
+
 dir_work_item item_for_entry(CNtfs& volume, uint64_t entry, uint32_t level) {
   dir_work_item item{entry, 0, 0, "", level};
-  item.path = with_trailing_backslash(path_of_entry(volume, entry, item.reference_sequence, item.record_sequence));
+  resolve_path_of_entry(volume, item);
   return item;
 }
 
@@ -48,7 +52,15 @@ bool queue_whole_volume(volume_run& run) {
     vk::print_message("prob finding inodes that are dirs, aborting\n");
     return false;
   }
-  for (const uint64_t entry : directories) run.queue.add(item_for_entry(*run.volume, entry, scanned_directory_level));
+  // Paths are built as the directories are taken: held all at once, those
+  // of a deep chain would take memory growing with the square of its depth.
+  CNtfs& volume = *run.volume;
+  run.queue.resolve_with([&volume](dir_work_item& item) { resolve_path_of_entry(volume, item); });
+  for (const uint64_t entry : directories) {
+    dir_work_item item{entry, 0, 0, "", scanned_directory_level};
+    item.path_pending = true;
+    run.queue.add(item);
+  }
   return true;
 }
 

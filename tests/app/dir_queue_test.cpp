@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 namespace {
 
 dir_work_item item(uint64_t entry, const std::string& path, uint32_t level = 0) {
@@ -25,6 +27,34 @@ TEST(dir_queue, takes_ascending_entries_once_and_keeps_the_longer_path) {
   queue.add(item(35, "\\again\\"));  // already analysed
   EXPECT_TRUE(queue.empty());
   EXPECT_FALSE(queue.take_next());
+}
+
+// Whole-volume items are queued without paths; each is built when taken, or
+// when a second item for the same entry must be compared with it.
+TEST(dir_queue, builds_pending_paths_when_needed) {
+  dir_queue queue;
+  std::vector<uint64_t> resolved;
+  queue.resolve_with([&resolved](dir_work_item& item) {
+    resolved.push_back(item.entry);
+    item.path = "\\dir" + std::to_string(item.entry) + "\\";
+    item.record_sequence = 7;
+  });
+  for (uint64_t entry : {70, 60, 50}) {
+    dir_work_item pending{entry, 0, 0, "", scanned_directory_level};
+    pending.path_pending = true;
+    queue.add(pending);
+  }
+  EXPECT_TRUE(resolved.empty());
+  queue.add(item(60, "\\a\\"));  // shorter than "\dir60\": the built path stays
+  queue.add(item(70, "\\a longer path\\"));
+  EXPECT_EQ(resolved, (std::vector<uint64_t>{60, 70}));
+  const auto first = queue.take_next();
+  EXPECT_EQ(first->path, "\\dir50\\");
+  EXPECT_EQ(first->record_sequence, 7);
+  EXPECT_FALSE(first->path_pending);
+  EXPECT_EQ(queue.take_next()->path, "\\dir60\\");
+  EXPECT_EQ(queue.take_next()->path, "\\a longer path\\");
+  EXPECT_EQ(resolved, (std::vector<uint64_t>{60, 70, 50}));
 }
 
 // The status line shows only on a terminal, out of reach of the golden cases.
