@@ -47,14 +47,19 @@ indx_entry decode_valid_entry(const vk::le_reader& entry, source_offset offset) 
   return decoded;
 }
 
-// Walks the live entries from node offset `first` on, storing each one.
+// Walks the live entries from node offset `first` on, storing each one.  The
+// used size counts from the node header, as the entries offset does, and
+// includes the header: the live area ends at node offset `used_end`.  An
+// entry that starts there or past it is slack, whatever it looks like (a
+// copy planted where the terminating entry stood); one that starts inside
+// and runs past it is the last live entry.
 walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, const vk::le_reader& node, size_t first,
                                source_offset node_offset) {
   walk_result walk{first, directory_ref};
-  int64_t remaining = node.u32(indx_format::node_used_size);
+  const uint32_t used_end = node.u32(indx_format::node_used_size);
+  if (used_end > max_used_size) return walk;
   bool first_entry = true;
-  for (;;) {
-    if (remaining == 0 || remaining > max_used_size) break;
+  while (walk.stop < used_end) {
     const vk::le_reader entry = node.from(walk.stop);
     const mft_ref file_ref = entry.u64(indx_format::ent_file_ref);
     const uint16_t length = entry.u16(indx_format::ent_length);
@@ -63,13 +68,12 @@ walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, cons
     const uint8_t units = entry.u8(indx_format::key_field(file_name_format::name_length));
     if (!entry.ok() || !entry.has(0, indx_format::entry_span(units))) break;
     if (length > max_entry_length || key_length > max_key_length || file_ref == 0 || is_last_entry(flags)) break;
-    remaining -= length;
     indx_entry decoded = decode_valid_entry(entry, node_offset + walk.stop);
     if (first_entry) walk.directory_ref = complete_directory_ref(directory_ref, decoded.parent_ref());
     first_entry = false;
     stores.add_valid(std::move(decoded));
     // The entry fitted inside the node, so its offset is within the limit.
-    if (remaining < 0) break;
+    if (walk.stop + length > used_end) break;
     walk.stop += length;
     const uint16_t next_length = node.from(walk.stop).u16(indx_format::ent_length);
     if (next_length < min_next_length || next_length > max_next_length) break;

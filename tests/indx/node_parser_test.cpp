@@ -42,6 +42,7 @@ TEST(node_parser, walk_stops_at_the_first_damaged_entry) {
     size_t kept;
   };
   const size_t second = indx_record::first_entry + index_entry({.name = "a.txt"}).size();
+  const size_t third = second + index_entry({.name = "b.txt"}).size();
   const size_t used = ix::node_used_size;
   for (const damage d :
        {damage{"intact", 0, 0, 0, 3}, damage{"length 513", second + ix::ent_length, 513, 2, 1},
@@ -53,7 +54,9 @@ TEST(node_parser, walk_stops_at_the_first_damaged_entry) {
         damage{"last, sub-node", second + ix::ent_flags, ix::entry_flag_last | ix::entry_flag_subnode, 2, 1},
         damage{"sub-node", second + ix::ent_flags, ix::entry_flag_subnode, 2, 3}, damage{"used 0", used, 0, 4, 0},
         damage{"used 4095", used, 4095, 4, 3}, damage{"used 4096", used, 4096, 4, 0},
-        damage{"used ends inside entry 1", used, 60, 4, 1}, damage{"used spans two entries", used, 192, 4, 2}}) {
+        damage{"used ends inside entry 1", used, 60, 4, 1}, damage{"used spans two entries", used, 192, 4, 2},
+        damage{"used ends where entry 3 starts", used, third, 4, 2},
+        damage{"used ends 1 byte into entry 3", used, third + 1, 4, 3}}) {
     indx_record record;
     for (int i = 0; i < 3; ++i) record.add_live({.name = std::string(1, char('a' + i)) + ".txt"});
     record.end_live();
