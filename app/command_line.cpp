@@ -114,11 +114,11 @@ int read_source_options(arg_list& args, indx_options& options) {
   take_value("-partition", args, options.partition);
   take_value("-indxfile", args, options.indx_file);
   if (refuse_shadow_copies(args)) return reader_failed;
-  // -pipe only adds INDX files to one named with -indxfile; alone it names
-  // no source.
+  // -pipe alone names its INDX files on standard input; an empty list is
+  // found wanting once it has been read.
   const bool any_source = !options.image_file.empty() || !options.vmdk_list.empty() ||
                           !options.drive_number.empty() || !options.partition.empty() ||
-                          !options.indx_file.empty();
+                          !options.indx_file.empty() || options.pipe;
   if (any_source) return reader_ok;
   vk::print_message(
       "error: need to specify at least an input source [-mftfile, -image, -drivenum, -partition, -vmdk]\n");

@@ -1,9 +1,12 @@
 #include "app/directory_streams.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,27 +46,44 @@ constexpr size_t root_header_size = 16;
 // root header and a node header with a terminating entry.
 constexpr size_t root_attribute_min = 72;
 
+// The dump of a directory is named after its path ("\\dir\\sub" gives
+// "dir.sub"), in the current folder only.  A name on the volume may hold any
+// character but the backslash, so whatever could lead the file out of the
+// folder or hide it is written as %xx: "/", a leading ".", the dots of "..",
+// control characters, and "%" itself so that the escape reads back.
+std::string dump_file_name(const std::string& base_name, const char* suffix) {
+  std::string plain = vk::replace_all(base_name, "\\", ".");
+  plain = vk::replace_all(plain, ",", ".");
+  plain = vk::replace_all(plain, ":", ".");
+  plain = vk::replace_all(plain, " ", "_");
+  std::string name;
+  for (size_t i = 0; i < plain.size(); ++i) {
+    const unsigned char c = static_cast<unsigned char>(plain[i]);
+    const bool in_dot_run = c == '.' && (i == 0 || plain[i - 1] == '.' || (i + 1 < plain.size() && plain[i + 1] == '.'));
+    if (c == '/' || c == '%' || c < 0x20 || c == 0x7f || in_dot_run) {
+      constexpr char hex[] = "0123456789abcdef";
+      name += {'%', hex[c >> 4], hex[c & 15]};
+    } else {
+      name += static_cast<char>(c);
+    }
+  }
+  return name + suffix;
+}
+
 // A raw copy of one index stream, written as it is read.  A file that
 // receives nothing is removed again.
 class raw_dump {
  public:
   raw_dump(const indx_options& options, const char* suffix) {
     if (!options.raw_dump) return;
-    m_name = vk::replace_all(options.dump_base_name, "\\", ".");
-    m_name = vk::replace_all(m_name, ",", ".");
-    m_name = vk::replace_all(m_name, ":", ".");
-    m_name = vk::replace_all(m_name, " ", "_") + suffix;
-    // Opening truncates: a dump named like one of the sources must not
-    // overwrite it.
-    const std::optional<vk::file_identity> existing = vk::identity_of_path(m_name);
-    if (!existing || !vk::is_source_file(*existing))
-      m_fd.reset(::open(m_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-    if (!m_fd.valid()) vk::print_message("failed\n");
+    m_name = dump_file_name(options.dump_base_name, suffix);
+    open_dump();
   }
   ~raw_dump() {
     if (!m_fd.valid()) return;
     m_fd.reset();
-    if (m_written == 0 && ::unlink(m_name.c_str()) == 0) vk::print_message("deleted: %s\n", m_name.c_str());
+    if (m_written == 0 && ::unlink(m_name.c_str()) == 0)
+      vk::print_message("deleted: %s\n", vk::escape_controls(m_name).c_str());
   }
   raw_dump(const raw_dump&) = delete;
   raw_dump& operator=(const raw_dump&) = delete;
@@ -78,6 +98,29 @@ class raw_dump {
   }
 
  private:
+  // Opened without following a symbolic link and without truncating; only a
+  // regular file that is none of the sources is then emptied.  A FIFO placed
+  // under the name does not block the run (O_NONBLOCK).
+  void open_dump() {
+    vk::unique_fd fd(::open(m_name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0644));
+    const char* reason = nullptr;
+    struct stat info {};
+    if (!fd.valid()) {
+      reason = std::strerror(errno);
+    } else if (::fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+      reason = "not a regular file";
+    } else if (const auto identity = vk::identity_of_fd(fd.get()); identity && vk::is_source_file(*identity)) {
+      reason = "it is one of the sources being analysed";
+    } else if (::ftruncate(fd.get(), 0) != 0) {
+      reason = std::strerror(errno);
+    }
+    if (reason == nullptr) {
+      m_fd = std::move(fd);
+      return;
+    }
+    vk::print_message("failed: raw dump %s not written: %s\n", vk::escape_controls(m_name).c_str(), reason);
+  }
+
   std::string m_name;
   vk::unique_fd m_fd;
   size_t m_written = 0;

@@ -6,7 +6,6 @@
 #include "app/indx_file_mode.h"
 #include "app/report_output.h"
 #include "app/volume_mode.h"
-#include "report/entry_writer.h"
 #include "support/message.h"
 #include "support/output_sink.h"
 
@@ -65,17 +64,10 @@ std::string volume_evidence(const indx_options& options) {
   return options.drive_number.empty() ? options.partition : "drive " + options.drive_number;
 }
 
-// Opens the report; a -nobanner report that continues a non-empty file
-// (-append) has its column header already.
-bool open_report(report_output& output, indx_options& options, const std::vector<std::string>& named_sources) {
-  if (!output.open(named_sources)) return false;
-  options.column_header = !(options.no_banner && output.continues_a_file());
-  return true;
-}
-
-// A run refused at start-up still shows what was asked, on standard output.
-int refuse(const std::string& header, bool show_usage) {
-  report_output::show_header_only(header);
+// A run refused at start-up still shows what was asked, on standard output,
+// unless standard output is one of the files the arguments name.
+int refuse(const std::string& header, bool show_usage, const arg_list& args) {
+  report_output::show_header_only(header, args);
   if (show_usage) print_usage();
   return -1;
 }
@@ -85,38 +77,23 @@ bool has_volume_source(const indx_options& options) {
          !options.partition.empty();
 }
 
-// The files named on the command line that the run will read; the results
-// file must be none of them.
-std::vector<std::string> named_sources(const indx_options& options, const std::vector<std::string>& indx_files) {
-  std::vector<std::string> names = indx_files;
-  for (const std::string* name : {&options.image_file, &options.partition})
-    if (!name->empty()) names.push_back(*name);
-  return names;
+// A volume source always means volume mode, and standard input stays unread;
+// without one, an INDX file or -pipe's list of them.
+bool indx_file_mode(const indx_options& options) {
+  return !has_volume_source(options) && (!options.indx_file.empty() || options.pipe);
 }
 
-int run_indx_mode(indx_options& options, report_output& output, const std::string& header) {
-  // With -pipe the names come from standard input, read whole before the
-  // results file is opened.
-  const std::vector<std::string> names = indx_file_names(options);
-  if (!open_report(output, options, named_sources(options, names))) return refuse(header, false);
-  output.begin(header);
-  entry_writer writer(options, output.sink());
-  return run_indx_files(names, options, writer, output);
-}
-
-int run_mode(indx_options& options, const std::string& header) {
-  report_output output(options);
+int run_mode(indx_options& options, const std::string& header, const arg_list& args) {
+  report_output output(options, header);
   int status = 0;
-  // A volume source always means volume mode, and standard input stays
-  // unread; without one, INDX-file mode runs when a file is named.
-  if (has_volume_source(options) || options.indx_file.empty()) {
-    options.evidence = volume_evidence(options);
-    if (!open_report(output, options, named_sources(options, {}))) return refuse(header, false);
-    status = run_volume_mode(options, output, header);
+  if (indx_file_mode(options)) {
+    status = run_indx_mode(options, output);
   } else {
-    status = run_indx_mode(options, output, header);
+    options.evidence = volume_evidence(options);
+    status = run_volume_mode(options, output);
   }
   vk::status_line::clear();
+  output.show_header_if_not_begun(args);
   return output.finish() ? status : -1;
 }
 
@@ -132,11 +109,12 @@ int run_slix(int argc, char** argv) {
   indx_options options;
   if (has_flag_from("--version", args, 1)) return show_version(options);
   const std::string header = report_header(compose_header(args, options), args);
+  const arg_list given = args;
   const int status = read_common_options(args, options);
-  if (status == reader_show_usage || status == reader_failed) return refuse(header, status == reader_show_usage);
+  if (status == reader_show_usage || status == reader_failed) return refuse(header, status == reader_show_usage, given);
   read_selection_options(args, options);
   read_volume_target_options(args, options);
-  if (refuse_leftover_arguments(args)) return refuse(header, false);
+  if (refuse_leftover_arguments(args)) return refuse(header, false, given);
   vk::status_line::set_enabled(!options.quiet);
-  return run_mode(options, header);
+  return run_mode(options, header, given);
 }

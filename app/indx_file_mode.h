@@ -7,15 +7,9 @@
 
 #include "app/indx_options.h"
 #include "app/report_output.h"
-#include "report/entry_writer.h"
 
-// The INDX files of the run: the one named by -indxfile, then, with -pipe,
-// the names read from standard input, one a line.  Standard input is read
-// whole here, before the results file is opened.
-std::vector<std::string> indx_file_names(const indx_options& options);
-
-// Analyses each file in turn and writes its selected entries.  A file that
-// fails is reported and, with -pipe, the others still run.  Returns the exit
-// status: 0, or -1 when any file failed.
-int run_indx_files(const std::vector<std::string>& names, const indx_options& options, entry_writer& writer,
-                   report_output& output);
+// Analyses the -indxfile file and, with -pipe, every file named on standard
+// input (one a line), under one report.  A file that fails is reported by
+// name and the others still run.  Returns the exit status: 0, or -1 when any
+// file failed or none could be read.
+int run_indx_mode(const indx_options& options, report_output& output);

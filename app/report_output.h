@@ -1,10 +1,14 @@
 // Where the report goes: standard output, or the results file of -out.
 //
-// The results file is opened early, so that an unusable name ends the run
-// before any work, but without emptying it.  It is emptied and written only
-// once every source has been opened and compared with it by identity (device
-// and inode): a results file that is one of the sources would otherwise
-// overwrite the evidence.
+// Nothing is written anywhere until a source has been opened and read: a run
+// that fails before that (no source, a source that cannot be opened, a
+// refused option) leaves an existing results file exactly as it was, so a
+// typo never costs yesterday's report.  The report then begins: the results
+// file, or standard output when it is a regular file or a block device, is
+// compared by identity (device and inode) with every source named and every
+// file the sources opened, and only then created, emptied and given the
+// header.  A results file or standard output that is one of the sources
+// would otherwise overwrite the evidence (`>> image.dd`, `1<> image.dd`).
 #pragma once
 
 #include <optional>
@@ -12,33 +16,38 @@
 #include <vector>
 
 #include "app/indx_options.h"
+#include "report/entry_writer.h"
 #include "support/file_util.h"
 #include "support/output_sink.h"
 
 class report_output {
  public:
-  explicit report_output(const indx_options& options) : m_options(options) {}
+  report_output(indx_options& options, std::string header) : m_options(options), m_header(std::move(header)) {}
 
-  // Compares the named sources with the results file and opens it.  False,
-  // after the message, when it is one of them or cannot be opened.
-  bool open(const std::vector<std::string>& named_sources);
+  // Refuses, with the message, a results file or a standard output that is
+  // one of these named sources.  Nothing is opened or written.
+  bool check_named_sources(const std::vector<std::string>& names);
 
   // True, after the message, when the results file is one of the files the
   // sources have opened so far (a VMDK extent, a container segment...).
-  bool is_an_opened_source() const;
+  bool refuses_an_opened_source();
 
-  // A run refused before its report began still shows, on standard output,
-  // the header of what was asked.
-  static void show_header_only(const std::string& header);
+  // Starts the report, once: checks the destination against every source,
+  // opens (creating) and empties the results file, writes the header.  False
+  // after the message when the destination is a source or cannot be opened.
+  bool begin();
+  bool begun() const { return m_writer.has_value(); }
 
-  // Empties the results file and writes the report header (none when it is
-  // empty: -nobanner); once.
-  void begin(const std::string& header);
+  // The writer of the begun report.
+  entry_writer& writer();
+
+  // A run that ended before its report began still shows, on standard output,
+  // the header of what was asked; never on a standard output that is one of
+  // `names` or of the files opened as sources.
+  void show_header_if_not_begun(const std::vector<std::string>& names = {}) const;
+  static void show_header_only(const std::string& header, const std::vector<std::string>& names);
+
   bool writes_results_file() const { return !m_options.results_file.empty(); }
-  // True when -append opened a results file that already holds something.
-  bool continues_a_file() const { return m_continues_a_file; }
-
-  vk::output_sink& sink() { return *m_sink; }
   bool failed() const { return m_sink && m_sink->failed(); }
 
   // Flushes and closes the report; a failed write, flush or close is reported
@@ -46,11 +55,15 @@ class report_output {
   bool finish();
 
  private:
-  void refuse_source() const;
+  // The name the messages give the destination.
+  const char* destination_name() const;
+  void refuse_source();
+  bool open_sink();
 
-  const indx_options& m_options;
+  indx_options& m_options;
+  std::string m_header;
+  std::vector<std::string> m_named_sources;
   std::optional<vk::output_sink> m_sink;
-  std::optional<vk::file_identity> m_identity;
-  bool m_begun = false;
-  bool m_continues_a_file = false;
+  std::optional<entry_writer> m_writer;
+  bool m_destination_refused = false;
 };

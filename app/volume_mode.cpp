@@ -168,23 +168,27 @@ int analyse_volume(volume_run& run, indx_options& options, report_output& output
   report_short_image(run, options);
   options.max_plausible_entry = run.volume->mft_record_count();
   if (!queue_start_directories(run, options)) return -1;
-  entry_writer writer(options, output.sink());
-  run_directory_loop(run, options, writer, output);
+  if (!output.begin()) return -1;
+  run_directory_loop(run, options, output.writer(), output);
   return 0;
+}
+
+// The files the command line names; the opener records every file it opens
+// besides (segments, extents, parents).
+std::vector<std::string> named_volume_sources(const indx_options& options) {
+  std::vector<std::string> names;
+  for (const std::string* name : {&options.image_file, &options.partition})
+    if (!name->empty()) names.push_back(*name);
+  return names;
 }
 
 }  // namespace
 
-int run_volume_mode(indx_options& options, report_output& output, const std::string& header) {
-  // Standard output cannot be a source: its header comes first, as always.
-  if (!output.writes_results_file()) output.begin(header);
+int run_volume_mode(indx_options& options, report_output& output) {
+  if (!output.check_named_sources(named_volume_sources(options))) return -1;
   volume_run run;
   const bool opened = open_volume(options, run);
-  if (output.is_an_opened_source()) {
-    report_output::show_header_only(header);
-    return -1;
-  }
-  output.begin(header);
+  if (output.refuses_an_opened_source()) return -1;
   if (!opened) {
     // The message has always named the -path value as it stood before the
     // target options were read, which is empty.

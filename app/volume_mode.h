@@ -8,5 +8,5 @@
 
 // Opens the volume, queues the start directories and analyses them in
 // ascending MFT entry order, writing the header and then the entries to
-// `output`; returns the exit status of the run.
-int run_volume_mode(indx_options& options, report_output& output, const std::string& header);
+// `output` once the start directories are found; returns the exit status.
+int run_volume_mode(indx_options& options, report_output& output);

@@ -71,6 +71,13 @@ std::optional<file_identity> identity_of_fd(int fd) {
   return identity_from(info);
 }
 
+std::optional<file_identity> storage_identity_of_fd(int fd) {
+  struct stat info {};
+  if (fd < 0 || ::fstat(fd, &info) != 0) return std::nullopt;
+  if (!S_ISREG(info.st_mode) && !S_ISBLK(info.st_mode)) return std::nullopt;
+  return identity_from(info);
+}
+
 unique_fd open_source_file(const std::string& path, bool wait_for_writer) {
   if (path.empty()) return unique_fd();
   // O_NONBLOCK keeps open() from waiting for a writer on a FIFO; it is
@@ -90,6 +97,11 @@ void note_source_file(const std::string& path) {
 bool is_source_file(const file_identity& identity) {
   const auto& known = opened_sources();
   return std::find(known.begin(), known.end(), identity) != known.end();
+}
+
+bool is_source_or_named(const file_identity& identity, const std::vector<std::string>& names) {
+  if (is_source_file(identity)) return true;
+  return std::any_of(names.begin(), names.end(), [&](const std::string& name) { return identity_of_path(name) == identity; });
 }
 
 int read_file_prefix(const std::string& path, size_t limit, byte_array& out) {

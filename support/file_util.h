@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "support/types.h"
 
@@ -58,6 +59,10 @@ struct file_identity {
 // The identity of a named file (links followed); nothing when it does not exist.
 std::optional<file_identity> identity_of_path(const std::string& path);
 std::optional<file_identity> identity_of_fd(int fd);
+// The identity of an open descriptor that stores what is written to it (a
+// regular file or a block device); nothing for a terminal, a pipe or a
+// character device, which cannot be evidence overwritten.
+std::optional<file_identity> storage_identity_of_fd(int fd);
 
 // Opens an evidence file read-only (never blocking on a FIFO that has no
 // writer yet unless `wait_for_writer`) and records its identity.
@@ -68,6 +73,8 @@ void note_source_file(const std::string& path);
 
 // True when a file with this identity has been opened as a source.
 bool is_source_file(const file_identity& identity);
+// True when `identity` is a source opened so far or one of the named files.
+bool is_source_or_named(const file_identity& identity, const std::vector<std::string>& names);
 
 // Reads at most `limit` bytes from the start of a source file, in large
 // chunks.  Regular files and block devices are read by position; pipes,
