@@ -1,5 +1,10 @@
 #include "app/volume_source.h"
 
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "disk/container.h"
 #include "disk/physical_drive.h"
 #include "disk/vmdk.h"
@@ -10,6 +15,24 @@
 namespace {
 
 using ull = unsigned long long;
+
+// The system's reason a file could not be opened, as ": reason".  A file
+// that does not exist, or that is no file at all (0), keeps the message it
+// has always had, without a reason.
+std::string open_reason(int error) {
+  if (error == 0 || error == ENOENT) return "";
+  return std::string(": ") + std::strerror(error);
+}
+
+// Containers of many files (split pieces, VMDK extents, E01 segments) may
+// need more descriptors than the default soft limit allows; the hard limit
+// is the process's to take.
+void raise_open_file_limit() {
+  struct rlimit limit {};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
+  limit.rlim_cur = limit.rlim_max;
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
 
 std::unique_ptr<disk> open_image(const std::string& file) {
   if (file.empty()) return nullptr;
@@ -33,6 +56,7 @@ std::unique_ptr<disk> open_drive(const indx_options& options) {
 }
 
 std::unique_ptr<disk> open_named_source(const indx_options& options) {
+  raise_open_file_limit();
   if (!options.image_file.empty()) return open_image(options.image_file);
   if (!options.vmdk_list.empty()) return open_vmdk(options.vmdk_list);
   if (!options.drive_number.empty() || !options.partition.empty()) return open_drive(options);
@@ -139,6 +163,22 @@ std::string chain_text(const std::vector<std::string>& chain) {
   return text;
 }
 
+// What a file of a set is called: "the piece x.002", "the segment x.E02".
+std::string member_of_set(container_kind kind, const std::string& name) {
+  const char* member = kind == container_kind::split_raw ? "piece" : kind == container_kind::ewf ? "segment" : "file";
+  return std::string("the ") + member + " " + vk::escape_controls(name);
+}
+
+// A file named on the command line that does not exist (or is no file)
+// keeps its short line; any other failure names the file and the reason.
+std::string cannot_open_line(const container_fault& fault, const std::string& prefix) {
+  if (fault.detail.empty() && open_reason(fault.error).empty()) return "invalid image: " + fault.file + "\n";
+  const std::string who = fault.detail.empty() ? "it" : member_of_set(fault.format, fault.detail);
+  const std::string reason =
+      fault.error == 0 ? ": it is neither a regular file nor a block device" : std::string(": ") + std::strerror(fault.error);
+  return prefix + who + " cannot be opened" + reason + "\n";
+}
+
 }  // namespace
 
 std::string container_fault_lines(const container_fault& fault) {
@@ -149,7 +189,7 @@ std::string container_fault_lines(const container_fault& fault) {
     case container_fault_kind::none:
       return "";
     case container_fault_kind::cannot_open:
-      return "invalid image: " + fault.file + "\n";
+      return cannot_open_line(fault, prefix);
     case container_fault_kind::refused_format:
       return prefix + refusal_reason(fault.format) + "\n";
     case container_fault_kind::library_missing:
@@ -160,9 +200,12 @@ std::string container_fault_lines(const container_fault& fault) {
       return prefix + "it has the signature of " + with_article(format) + " image, but its headers cannot be read\n";
     case container_fault_kind::missing_segment:
       return prefix + "the piece " + vk::escape_controls(fault.detail) + " of the set is missing\n";
+    case container_fault_kind::listing_failed:
+      return prefix + "the folder " + vk::escape_controls(fault.detail) +
+             " cannot be listed to check that no piece of the set is missing: " + std::strerror(fault.error) + "\n";
     case container_fault_kind::parent_missing:
       return prefix + "its backing file " + vk::escape_controls(fault.detail) + " cannot be opened (" +
-             chain_text(fault.chain) + ")\n";
+             chain_text(fault.chain) + ")" + open_reason(fault.error) + "\n";
     case container_fault_kind::chain_loop:
       return prefix + "its backing files form a loop: " + chain_text(fault.chain) + "\n";
     case container_fault_kind::chain_too_long:
@@ -183,8 +226,8 @@ std::string vmdk_fault_lines(const vmdk_fault& fault) {
     case vmdk_fault_kind::none:
       return lines;
     case vmdk_fault_kind::cannot_open:
-      if (!fault.reason.empty()) lines += shown(fault.reason) + "\n";
-      lines += shown(fault.file) + " can't be opened\n";
+      if (!fault.reason.empty()) lines += shown(fault.reason) + open_reason(fault.error) + "\n";
+      lines += shown(fault.file) + " can't be opened" + (fault.reason.empty() ? open_reason(fault.error) : "") + "\n";
       break;
     case vmdk_fault_kind::missing_parent:
       lines += shown(fault.file) + " names parent CID " + shown(fault.parent_cid) + " (\"" + shown(fault.parent_hint) +

@@ -53,9 +53,10 @@ bool is_refused(container_kind kind) {
   }
 }
 
-container_opening fault_of(container_fault_kind kind, container_kind format, const std::string& path) {
+container_opening fault_of(container_fault_kind kind, container_kind format, const std::string& path,
+                           int error = 0) {
   container_opening opening;
-  opening.fault = {kind, format, path, {}, {}, 0};
+  opening.fault = {kind, format, path, {}, {}, 0, error};
   return opening;
 }
 
@@ -97,7 +98,7 @@ container_opening library_missing(const std::string& path, container_kind kind) 
 
 container_opening open_container(const std::string& path) {
   auto raw = std::make_unique<image_disk>(path);
-  if (!raw->is_open()) return fault_of(container_fault_kind::cannot_open, container_kind::raw, path);
+  if (!raw->is_open()) return fault_of(container_fault_kind::cannot_open, container_kind::raw, path, raw->open_error());
   std::array<uint8_t, cf::probe_size> head{}, tail{};
   const size_t head_bytes = raw->read(0, head);
   const bool has_tail = raw->size() >= cf::vhd_footer_size;
@@ -111,7 +112,10 @@ container_opening open_container(const std::string& path) {
     case container_kind::qcow: return open_qcow_image(path);
     default: break;
   }
-  if (is_split_raw_name(path)) return open_split_raw_image(path);
+  if (is_split_raw_name(path)) {
+    raw.reset();  // the set opens its first piece again, among the others
+    return open_split_raw_image(path);
+  }
   container_opening opening;
   opening.source = std::move(raw);
   return opening;

@@ -33,12 +33,14 @@ format_library library_of(container_kind kind);
 
 enum class container_fault_kind {
   none,
-  cannot_open,      // the file cannot be opened
+  cannot_open,      // `detail` (or `file` itself when `detail` is "") cannot be opened: `error` is the system's
+                    // reason, 0 when it is neither a regular file nor a block device
   refused_format,   // a format slix names and does not read (`format`)
   library_missing,  // this build has no library for `format`
   unreadable,       // the signature is there, the container's own headers are not readable (`detail`: what is wrong, when known)
   missing_segment,  // `detail` names the piece of the set that is absent
-  parent_missing,   // `detail` names the backing or parent file that cannot be opened
+  listing_failed,   // the folder `detail`, listed for the pieces of a set, cannot be read: `error` says why
+  parent_missing,   // `detail` names the backing or parent file that cannot be opened; `error` the reason
   chain_loop,       // `chain` names the files, the first repeated last
   chain_too_long,   // `chain` names the files
   size_too_large,   // the container claims `size` bytes
@@ -51,6 +53,7 @@ struct container_fault {
   std::string detail;
   std::vector<std::string> chain;
   uint64_t size = 0;
+  int error = 0;  // the errno behind the fault, when a system call failed
 };
 
 struct container_opening {

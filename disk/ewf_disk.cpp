@@ -57,6 +57,9 @@ container_fault check_segments(const std::string& path, const std::vector<std::s
   segment_end last_end = segment_end::done;
   for (size_t i = 0; i < segments.size(); ++i) {
     image_disk file(segments[i]);
+    if (!file.is_open())
+      return {container_fault_kind::cannot_open, container_kind::ewf, path, i == 0 ? "" : segments[i], {}, 0,
+              file.open_error()};
     if (!starts_with(file, container_format::ewf1_signature)) return {};
     const segment_check check = check_ewf_segment(file.size(), read_segment, &file);
     if (check.number != i + 1)
@@ -65,7 +68,7 @@ container_fault check_segments(const std::string& path, const std::vector<std::s
       return {container_fault_kind::unreadable, container_kind::ewf, path,
               (i == 0 ? std::string("it") : "its segment " + segments[i]) +
                   " has a chunk table that places chunks outside the file or makes them larger than any chunk",
-              {}, 0};
+              {}, 0, 0};
     if (check.end == segment_end::truncated)
       warnings.push_back({source_warning_kind::truncated_segment, segments[i], 0});
     last_end = check.end;
@@ -73,7 +76,7 @@ container_fault check_segments(const std::string& path, const std::vector<std::s
   if (last_end != segment_end::next) return {};
   const std::string missing = next_segment_name(segments.back());
   return {container_fault_kind::missing_segment, container_kind::ewf, path,
-          missing.empty() ? "the one after " + segments.back() : missing, {}, 0};
+          missing.empty() ? "the one after " + segments.back() : missing, {}, 0, 0};
 }
 
 class ewf_disk final : public disk {
@@ -100,7 +103,8 @@ class ewf_disk final : public disk {
     if (!opened || !ewf_call([&](libewf_error_t** error) { return libewf_handle_get_media_size(m_handle, &size, error) == 1; }))
       return unreadable(path);
     if (!chunk_size_is_sane()) return unreadable(path);
-    if (size / 512 > max_disk_sectors) return {container_fault_kind::size_too_large, container_kind::ewf, path, {}, {}, size};
+    if (size / 512 > max_disk_sectors)
+      return {container_fault_kind::size_too_large, container_kind::ewf, path, {}, {}, size, 0};
     m_size = size;
     return {};
   }
@@ -130,7 +134,7 @@ class ewf_disk final : public disk {
   }
 
   static container_fault unreadable(const std::string& path) {
-    return {container_fault_kind::unreadable, container_kind::ewf, path, {}, {}, 0};
+    return {container_fault_kind::unreadable, container_kind::ewf, path, {}, {}, 0, 0};
   }
 
   libewf_handle_t* m_handle = nullptr;

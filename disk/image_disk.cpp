@@ -7,10 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 
-namespace {
-
-// The length of an open source: the file size, or for a block device (whose
-// st_size is 0) the end found by seeking.
 bool source_length(int fd, uint64_t& length) {
   struct stat info {};
   if (::fstat(fd, &info) != 0) return false;
@@ -25,10 +21,20 @@ bool source_length(int fd, uint64_t& length) {
   return true;
 }
 
-}  // namespace
+size_t read_fd_at(int fd, uint64_t offset, std::span<uint8_t> buffer) {
+  size_t done = 0;
+  while (done < buffer.size()) {
+    const ssize_t n = ::pread(fd, buffer.data() + done, buffer.size() - done, static_cast<off_t>(offset + done));
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    done += static_cast<size_t>(n);
+  }
+  return done;
+}
 
 image_disk::image_disk(const std::string& path) {
   vk::unique_fd fd = vk::open_source_file(path);
+  m_open_error = fd.valid() ? 0 : errno;
   if (!fd.valid() || !source_length(fd.get(), m_size)) {
     m_size = 0;
     return;
@@ -39,12 +45,5 @@ image_disk::image_disk(const std::string& path) {
 size_t image_disk::read(uint64_t offset, std::span<uint8_t> buffer) {
   if (!m_fd.valid() || offset >= m_size) return 0;
   const size_t wanted = static_cast<size_t>(std::min<uint64_t>(buffer.size(), m_size - offset));
-  size_t done = 0;
-  while (done < wanted) {
-    const ssize_t n = ::pread(m_fd.get(), buffer.data() + done, wanted - done, static_cast<off_t>(offset + done));
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    done += static_cast<size_t>(n);
-  }
-  return done;
+  return read_fd_at(m_fd.get(), offset, buffer.first(wanted));
 }

@@ -5,11 +5,13 @@
 // child when they are named relatively (or by a Windows path, whose last
 // component is taken), opened read-only through the library and recorded as
 // sources; a loop (by device and inode) or a chain longer than
-// max_backing_chain is refused with its names.  libewf follows the same
+// max_backing_chain is refused with its names, and a file that cannot be
+// opened is named with the system's reason.  libewf follows the same
 // conventions, and its disk (ewf_disk.cpp) uses the two helpers below.
 #pragma once
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <optional>
 #include <span>
@@ -137,8 +139,8 @@ class libyal_image final : public disk {
   }
 
   container_fault fault(container_fault_kind kind, container_kind format, const std::string& path,
-                        std::string detail = {}) const {
-    container_fault found{kind, format, path, std::move(detail), m_names, 0};
+                        std::string detail = {}, int error = 0) const {
+    container_fault found{kind, format, path, std::move(detail), m_names, 0, error};
     return found;
   }
 
@@ -157,10 +159,12 @@ class libyal_image final : public disk {
         const std::string which = m_chain.empty() ? "it" : "its backing file " + current;
         if (!problem.empty()) return fault(container_fault_kind::unreadable, kind, path, which + " " + problem);
       }
-      file_t* file = open_one(current);
+      int error = 0;
+      file_t* file = open_one(current, error);
       if (file == nullptr) {
-        if (m_chain.empty()) return fault(container_fault_kind::unreadable, kind, path);
-        return fault(container_fault_kind::parent_missing, kind, path, current);
+        if (!m_chain.empty()) return fault(container_fault_kind::parent_missing, kind, path, current, error);
+        if (error != 0) return fault(container_fault_kind::cannot_open, kind, path, {}, error);
+        return fault(container_fault_kind::unreadable, kind, path);
       }
       if (!m_chain.empty() && !Lib::set_parent(m_chain.back(), file)) {
         Lib::free(&file);
@@ -186,11 +190,14 @@ class libyal_image final : public disk {
     return {};
   }
 
-  static file_t* open_one(const std::string& path) {
-    // The library opens the file itself, read-only; its identity is
-    // recorded so that the results file can never be it.
-    vk::note_source_file(path);
-    if (!vk::identity_of_path(path)) return nullptr;
+  // `error` is the system's reason when the file itself cannot be opened.
+  static file_t* open_one(const std::string& path, int& error) {
+    // The library opens the file itself, read-only.  Opening it here first
+    // records its identity (the results file can never be it) and gives the
+    // reason when it cannot be opened, which the library does not.
+    const vk::unique_fd probe = vk::open_source_file(path);
+    error = probe.valid() ? 0 : errno;
+    if (!probe.valid()) return nullptr;
     file_t* file = nullptr;
     if (!Lib::initialize(&file)) return nullptr;
     if (Lib::open(file, path)) return file;

@@ -94,9 +94,10 @@ bool open_links(const std::vector<std::string>& names, std::vector<std::unique_p
                 vmdk_fault& fault) {
   for (const std::string& name : names) {
     std::string why;
-    std::unique_ptr<vmdk_link> link = vmdk_link::open(name, why);
+    int error = 0;
+    std::unique_ptr<vmdk_link> link = vmdk_link::open(name, why, error);
     if (!link) {
-      fault = {vmdk_fault_kind::cannot_open, name, why, {}, {}};
+      fault = {vmdk_fault_kind::cannot_open, name, why, {}, {}, error};
       return false;
     }
     links.push_back(std::move(link));
@@ -114,7 +115,7 @@ vmdk_opening assemble(const std::vector<std::string>& names) {
   if (order.fault == vmdk_chain_fault::missing_parent) {
     const vmdk_descriptor& orphan = links[order.orphan]->descriptor();
     opening.fault = {vmdk_fault_kind::missing_parent, links[order.orphan]->name(), {}, orphan.parent_cid,
-                     orphan.parent_hint};
+                     orphan.parent_hint, 0};
     return opening;
   }
   if (order.fault == vmdk_chain_fault::cid_errors) {

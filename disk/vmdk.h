@@ -24,7 +24,8 @@ std::vector<std::string> split_vmdk_list(const std::string& list);
 // Why a collection could not be assembled.
 enum class vmdk_fault_kind {
   none,            // an empty list: nothing to say
-  cannot_open,     // `file` cannot be opened; `reason` says why, as a whole line, when known
+  cannot_open,     // `file` cannot be opened; `reason` says why, as a whole line, when known; `error` is the
+                   // errno of the failed open of the file `reason` names (of `file` when `reason` is "")
   missing_parent,  // `file` names parent CID `parent_cid` (`parent_hint`), which no disk in the list has
   cid_errors,      // the CIDs do not form one line of descent
 };
@@ -35,6 +36,7 @@ struct vmdk_fault {
   std::string reason;
   std::string parent_cid;
   std::string parent_hint;
+  int error = 0;
 };
 
 // The collection, or the fault that stopped it.  Names in the fault come

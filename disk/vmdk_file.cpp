@@ -8,11 +8,17 @@
 #include <cerrno>
 #include <limits>
 
-std::shared_ptr<const vmdk_file> vmdk_file::open(const std::string& path) {
+std::shared_ptr<const vmdk_file> vmdk_file::open(const std::string& path, int& error) {
   // Opening does not wait for a writer when a hostile name points at a FIFO.
   vk::unique_fd fd = vk::open_source_file(path);
+  error = fd.valid() ? 0 : errno;
   struct stat st {};
-  if (!fd.valid() || ::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_size < 0) return nullptr;
+  if (!fd.valid()) return nullptr;
+  if (::fstat(fd.get(), &st) != 0) {
+    error = errno;
+    return nullptr;
+  }
+  if (!S_ISREG(st.st_mode) || st.st_size < 0) return nullptr;
   const auto size = static_cast<uint64_t>(st.st_size);
   return std::shared_ptr<const vmdk_file>(new vmdk_file(std::move(fd), path, size));
 }

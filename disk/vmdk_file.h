@@ -13,8 +13,9 @@
 
 class vmdk_file {
  public:
-  // nullptr when the path cannot be opened or is not a regular file.
-  static std::shared_ptr<const vmdk_file> open(const std::string& path);
+  // nullptr when the path cannot be opened or is not a regular file;
+  // `error` is then the system's errno, or 0 for a file that is not regular.
+  static std::shared_ptr<const vmdk_file> open(const std::string& path, int& error);
 
   vmdk_file(const vmdk_file&) = delete;
   vmdk_file& operator=(const vmdk_file&) = delete;

@@ -1,6 +1,7 @@
 #include "disk/vmdk_link.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "support/check.h"
 #include "support/le_reader.h"
@@ -26,12 +27,14 @@ bool starts_with_sparse_magic(const vmdk_file& file) {
 
 }  // namespace
 
-std::unique_ptr<vmdk_link> vmdk_link::open(const std::string& path, std::string& why) {
+std::unique_ptr<vmdk_link> vmdk_link::open(const std::string& path, std::string& why, int& error) {
   why.clear();
-  std::shared_ptr<const vmdk_file> file = vmdk_file::open(path);
+  std::shared_ptr<const vmdk_file> file = vmdk_file::open(path, error);
   if (!file) return nullptr;
   std::unique_ptr<vmdk_link> link(new vmdk_link(path));
-  why = starts_with_sparse_magic(*file) ? link->open_monolithic(file) : link->open_descriptor_file(*file);
+  const bool monolithic = starts_with_sparse_magic(*file);
+  why = monolithic ? link->open_monolithic(std::move(file)) : link->open_descriptor_file(std::move(file));
+  error = link->m_open_error;
   if (!why.empty()) return nullptr;
   return link;
 }
@@ -49,12 +52,13 @@ std::string vmdk_link::open_monolithic(std::shared_ptr<const vmdk_file> file) {
   return "";
 }
 
-std::string vmdk_link::open_descriptor_file(const vmdk_file& file) {
+std::string vmdk_link::open_descriptor_file(std::shared_ptr<const vmdk_file> file) {
   const std::string not_vmdk = m_name + " is neither a VMDK descriptor nor a sparse extent";
-  if (file.size() > max_descriptor_file) return not_vmdk;
-  std::string text(file.size(), '\0');
-  if (!file.read_exact(0, std::span<uint8_t>(reinterpret_cast<uint8_t*>(text.data()), text.size())))
+  if (file->size() > max_descriptor_file) return not_vmdk;
+  std::string text(file->size(), '\0');
+  if (!file->read_exact(0, std::span<uint8_t>(reinterpret_cast<uint8_t*>(text.data()), text.size())))
     return m_name + " cannot be read";
+  file.reset();  // read whole: its descriptor is free for the extents
   // Writers may pad a descriptor file with zeros; anything else after the
   // first zero byte is binary data.
   const size_t end = text.find('\0');
@@ -81,7 +85,7 @@ std::string vmdk_link::add_extent(const vmdk_extent_line& line) {
   } else if (line.type == "FLAT" || line.type == "VMFS") {
     // VMFS extents are flat files on an ESX datastore.
     piece.kind = extent_kind::flat;
-    piece.file = vmdk_file::open(path);
+    piece.file = open_file(path);
     piece.file_offset = line.file_offset_sectors * fmt::sector_size;
     if (!piece.file) return path + " can't be opened";
   } else if (line.type != "ZERO") {
@@ -94,20 +98,31 @@ std::string vmdk_link::add_extent(const vmdk_extent_line& line) {
 }
 
 std::shared_ptr<const vmdk_sparse_extent> vmdk_link::open_sparse(const std::string& path, std::string& why) {
-  const auto known = m_opened.find(path);
-  if (known != m_opened.end()) return known->second;
-  std::shared_ptr<const vmdk_file> file = vmdk_file::open(path);
+  std::shared_ptr<const vmdk_file> file = open_file(path);
   if (!file) {
     why = path + " can't be opened";
     return nullptr;
   }
+  const auto known = m_sparse.find(file.get());
+  if (known != m_sparse.end()) return known->second;
   std::shared_ptr<const vmdk_sparse_extent> sparse = vmdk_sparse_extent::open(file, why);
   if (!sparse) {
     why = path + " " + why;
     return nullptr;
   }
-  m_opened.emplace(path, sparse);
+  m_sparse.emplace(file.get(), sparse);
   return sparse;
+}
+
+std::shared_ptr<const vmdk_file> vmdk_link::open_file(const std::string& path) {
+  const std::optional<vk::file_identity> identity = vk::identity_of_path(path);
+  if (identity) {
+    for (const auto& [known, file] : m_files)
+      if (known == *identity) return file;
+  }
+  std::shared_ptr<const vmdk_file> file = vmdk_file::open(path, m_open_error);
+  if (file && identity) m_files.emplace_back(*identity, file);
+  return file;
 }
 
 std::vector<source_warning> vmdk_link::warnings() const {

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "disk/disk.h"
@@ -19,8 +20,9 @@ class vmdk_link {
   // descriptor (that extent is then the disk's one extent, whatever name its
   // descriptor gives it, so a renamed file still opens).  On failure returns
   // nullptr; `why` is then "" when the file itself cannot be opened, else a
-  // whole message line naming the file at fault.
-  static std::unique_ptr<vmdk_link> open(const std::string& path, std::string& why);
+  // whole message line naming the file at fault; `error` is the errno of the
+  // open that failed (0 when no open failed, or the file is not regular).
+  static std::unique_ptr<vmdk_link> open(const std::string& path, std::string& why, int& error);
 
   const std::string& name() const { return m_name; }
   const vmdk_descriptor& descriptor() const { return m_descriptor; }
@@ -46,15 +48,19 @@ class vmdk_link {
 
   explicit vmdk_link(std::string name) : m_name(std::move(name)) {}
   std::string open_monolithic(std::shared_ptr<const vmdk_file> file);
-  std::string open_descriptor_file(const vmdk_file& file);
+  std::string open_descriptor_file(std::shared_ptr<const vmdk_file> file);
   std::string add_extent(const vmdk_extent_line& line);
   std::shared_ptr<const vmdk_sparse_extent> open_sparse(const std::string& path, std::string& why);
+  std::shared_ptr<const vmdk_file> open_file(const std::string& path);
 
   std::string m_name;
   vmdk_descriptor m_descriptor;
   std::vector<extent> m_extents;  // ascending start, none empty
   uint64_t m_size = 0;
-  // Sparse extents already opened by this disk, by path: a descriptor naming
-  // one file many times must not load its grain tables many times.
-  std::map<std::string, std::shared_ptr<const vmdk_sparse_extent>> m_opened;
+  // Extent files already opened by this disk, by identity (device and
+  // inode): a descriptor naming one file many times, by one name or several,
+  // holds one descriptor for it and loads its grain tables once.
+  std::vector<std::pair<vk::file_identity, std::shared_ptr<const vmdk_file>>> m_files;
+  std::map<const vmdk_file*, std::shared_ptr<const vmdk_sparse_extent>> m_sparse;
+  int m_open_error = 0;  // the errno of the extent file that failed to open
 };
