@@ -1,0 +1,178 @@
+// Sources made of many files, and files that exist but cannot be opened.
+// A split raw set of more pieces than the process may hold open, and a VMDK
+// whose extents all name one file, read whole under a low limit; every file
+// that cannot be opened (no descriptor left, no permission, a symbolic link
+// loop) is named with the system's reason, and the run ends with status 255.
+// The sets are derived from the committed fixtures by
+// tests/fixtures/containers/make_open_file_sets.sh.  The limit is lowered
+// for the slix process alone (prlimit, soft and hard, so that slix cannot
+// raise it); a file is made unreadable by running slix as an unprivileged
+// user (setpriv), since root reads every file whatever its mode.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "test_support.h"
+
+namespace {
+
+using slix_test::run_result;
+
+// Runs slix in `cwd` behind `wrapper` (a command that execs what follows it).
+run_result run_wrapped(const std::string& wrapper, const std::string& cwd, const std::vector<std::string>& args) {
+  const slix_test::temp_dir io;
+  std::string command = "cd '" + cwd + "' && " + wrapper + " '" SLIX_BINARY "'";
+  for (const std::string& arg : args) command += " '" + arg + "'";
+  command += " </dev/null >'" + io.file("out") + "' 2>'" + io.file("err") + "'; echo $?";
+  const int status = std::stoi(slix_test::shell(command));
+  return {status, slix_test::read_text(io.file("out")), slix_test::read_text(io.file("err"))};
+}
+
+// A folder an unprivileged user can enter, holding committed fixtures
+// decompressed, named as given.
+class fixture_folder {
+ public:
+  fixture_folder() { ::chmod(m_dir.path().c_str(), 0755); }
+  void add(const std::string& fixture, const std::string& name) {
+    ASSERT_TRUE(slix_test::gunzip(slix_test::fixture(fixture + ".gz"), m_dir.file(name))) << fixture;
+    ::chmod(m_dir.file(name).c_str(), 0644);
+  }
+  const std::string& path() const { return m_dir.path(); }
+  std::string file(const std::string& name) const { return m_dir.file(name); }
+
+ private:
+  slix_test::temp_dir m_dir;
+};
+
+const fixture_folder& open_file_sets() {
+  static fixture_folder folder;
+  static const bool made = [] {
+    folder.add("vmdk/ntfs-disk.raw", "ntfs-disk.raw");
+    folder.add("containers/ntfs-split.001", "ntfs-split.001");
+    int status = -1;
+    slix_test::shell("sh '" SLIX_FIXTURES_DIR "/containers/make_open_file_sets.sh' '" + folder.path() + "'", &status);
+    return status == 0;
+  }();
+  EXPECT_TRUE(made);
+  return folder;
+}
+
+// Drops the banner and command-line lines, which name the source.
+std::string without_header(const std::string& out) {
+  const size_t second = out.find('\n', out.find('\n') + 1);
+  return second == std::string::npos ? "" : out.substr(second + 1);
+}
+
+struct whole_read {
+  std::string name;
+  std::string wrapper;
+  std::vector<std::string> source;
+};
+
+void PrintTo(const whole_read& read, std::ostream* os) { *os << read.name; }
+
+class read_under_limit : public testing::TestWithParam<whole_read> {};
+
+TEST_P(read_under_limit, gives_the_raw_disk_output) {
+  const std::string& dir = open_file_sets().path();
+  const std::vector<std::string> options{"-offset", "0x100000", "-all", "-csv", "-quiet"};
+  std::vector<std::string> source_args = GetParam().source, raw_args{"-image", "ntfs-disk.raw"};
+  source_args.insert(source_args.end(), options.begin(), options.end());
+  raw_args.insert(raw_args.end(), options.begin(), options.end());
+  const run_result from_source = run_wrapped(GetParam().wrapper, dir, source_args);
+  const run_result from_raw = run_wrapped("", dir, raw_args);
+  EXPECT_EQ(from_source.status, 0);
+  EXPECT_EQ(from_source.err, "");
+  EXPECT_EQ(without_header(from_source.out), without_header(from_raw.out));
+  EXPECT_GT(from_raw.out.size(), 10000u);
+}
+
+// 4 open files leave one descriptor to slix besides its three standard streams.
+INSTANTIATE_TEST_SUITE_P(
+    sets, read_under_limit,
+    testing::Values(whole_read{"split_1119_pieces_64_files", "prlimit --nofile=64", {"-image", "many-pieces.001"}},
+                    whole_read{"split_1119_pieces_4_files", "prlimit --nofile=4", {"-image", "many-pieces.001"}},
+                    whole_read{"vmdk_2048_extents_of_one_file_4_files", "prlimit --nofile=4",
+                               {"-vmdk", "many-extents.vmdk"}}),
+    [](const auto& info) { return info.param.name; });
+
+struct named_fault {
+  std::string name;
+  std::string wrapper;
+  std::vector<std::string> args;
+  std::string err;
+};
+
+void PrintTo(const named_fault& fault, std::ostream* os) { *os << fault.name; }
+
+void expect_fault(const named_fault& fault, const std::string& dir) {
+  const run_result result = run_wrapped(fault.wrapper, dir, fault.args);
+  EXPECT_EQ(result.status, 255);
+  EXPECT_EQ(result.err, fault.err + "prob analyzing directory \n");
+}
+
+const std::string invalid_vmdk = "invalid disk collection of snaps \n";
+
+class open_fault : public testing::TestWithParam<named_fault> {};
+
+TEST_P(open_fault, names_the_file_and_the_reason) { expect_fault(GetParam(), open_file_sets().path()); }
+
+INSTANTIATE_TEST_SUITE_P(
+    sets, open_fault,
+    testing::Values(
+        named_fault{"split_piece_in_a_link_loop", "", {"-image", "loop-piece.001", "-quiet"},
+                    "prob reading image loop-piece.001: the piece loop-piece.002 cannot be opened: Too many levels "
+                    "of symbolic links\n"},
+        named_fault{"vmdk_extent_files_past_the_limit", "prlimit --nofile=4", {"-vmdk", "many-files.vmdk", "-quiet"},
+                    "many-files-001 can't be opened: Too many open files\nmany-files.vmdk can't be opened\n" +
+                        invalid_vmdk}),
+    [](const auto& info) { return info.param.name; });
+
+// One file of each source made unreadable (mode 0600, owned by root).
+const fixture_folder& unreadable_files() {
+  static fixture_folder folder;
+  static const bool made = [] {
+    for (const char* n : {"001", "002", "003"}) folder.add(std::string("containers/ntfs-split.") + n, std::string("p.") + n);
+    for (const char* n : {"E01", "E02"}) folder.add(std::string("containers/ntfs-multi.") + n, std::string("m.") + n);
+    for (const char* name : {"ntfs-child.qcow2", "ntfs-base.qcow2"}) folder.add(std::string("containers/") + name, name);
+    for (const char* name : {"ntfs-flat.vmdk", "ntfs-flat-flat.vmdk"}) folder.add(std::string("vmdk/") + name, name);
+    folder.add("vmdk/ntfs-disk.raw", "unreadable.raw");
+    for (const char* name : {"p.002", "m.E02", "ntfs-base.qcow2", "ntfs-flat-flat.vmdk", "unreadable.raw"})
+      ::chmod(folder.file(name).c_str(), 0600);
+    return true;
+  }();
+  EXPECT_TRUE(made);
+  return folder;
+}
+
+class permission_fault : public testing::TestWithParam<named_fault> {};
+
+TEST_P(permission_fault, names_the_file_and_the_reason) {
+  std::string wrapper;
+  if (::geteuid() == 0) {
+    if (!slix_test::have_tool("setpriv")) GTEST_SKIP() << "root reads every file, and setpriv is absent";
+    wrapper = "setpriv --reuid=65534 --regid=65534 --clear-groups";
+  }
+  named_fault fault = GetParam();
+  fault.wrapper = wrapper;
+  expect_fault(fault, unreadable_files().path());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    files, permission_fault,
+    testing::Values(
+        named_fault{"image", "", {"-image", "unreadable.raw", "-quiet"},
+                    "prob reading image unreadable.raw: it cannot be opened: Permission denied\n"},
+        named_fault{"split_piece", "", {"-image", "p.001", "-quiet"},
+                    "prob reading image p.001: the piece p.002 cannot be opened: Permission denied\n"},
+        named_fault{"e01_segment", "", {"-image", "m.E01", "-quiet"},
+                    "prob reading image m.E01: the segment m.E02 cannot be opened: Permission denied\n"},
+        named_fault{"qcow2_backing_file", "", {"-image", "ntfs-child.qcow2", "-quiet"},
+                    "prob reading image ntfs-child.qcow2: its backing file ntfs-base.qcow2 cannot be opened "
+                    "(ntfs-child.qcow2 -> ntfs-base.qcow2): Permission denied\n"},
+        named_fault{"vmdk_flat_extent", "", {"-vmdk", "ntfs-flat.vmdk", "-quiet"},
+                    "ntfs-flat-flat.vmdk can't be opened: Permission denied\nntfs-flat.vmdk can't be opened\n" +
+                        invalid_vmdk}),
+    [](const auto& info) { return info.param.name; });
+
+}  // namespace
