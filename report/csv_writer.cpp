@@ -74,7 +74,7 @@ std::string_view csv_writer::row(const indx_entry& entry, const std::string& dir
   add_number_cell(entry.real_size());
   add_cell(m_flags_text.text_of(entry.attr_flags()));
   m_cell.assign(directory);
-  vk::append_display_name(m_cell, entry.name);
+  vk::append_visible_name(m_cell, entry.name);
   add_cell(m_cell);
   add_cell(entry.annotation);
   if (!m_options.username.empty()) add_cell(m_options.username);

@@ -39,7 +39,9 @@ constexpr std::array<named_flag, 15> attribute_names{{
 }  // namespace
 
 std::string full_name_of(const indx_entry& entry, const std::string& directory) {
-  return directory + vk::display_name(entry.name);
+  std::string full_name = directory;
+  vk::append_visible_name(full_name, entry.name);
+  return full_name;
 }
 
 bool entry_number_missing(const indx_entry& entry) {

@@ -11,7 +11,8 @@
 #include "indx/indx_entry.h"
 #include "support/number_text.h"
 
-// Directory path followed by the entry's name, as shown (vk::display_name).
+// Directory path (already made visible) followed by the entry's name, as the
+// text, CSV, log2timeline and bodyfile layouts show it (vk::append_visible_name).
 std::string full_name_of(const indx_entry& entry, const std::string& directory);
 
 // True when the entry number is not trusted and is shown as missing: number 0

@@ -3,6 +3,7 @@
 #include "report/jsonl_writer.h"
 #include "report/text_block.h"
 #include "report/timeline_writer.h"
+#include "support/vk_string.h"
 
 namespace {
 
@@ -17,23 +18,29 @@ bool writes_column_header(const report_options& options) {
 entry_writer::entry_writer(const report_options& options, vk::output_sink& out)
     : m_options(options), m_out(out), m_evidence(options.evidence), m_header_pending(writes_column_header(options)) {}
 
+void entry_writer::set_directory(const std::string& path) {
+  m_directory = path;
+  m_visible_directory = vk::escape_controls(path);
+}
+
 void entry_writer::write(const indx_entry& entry, std::span<const uint8_t> record_buffer) {
   switch (m_options.format) {
     case output_format::text:
       if (!m_text) m_text.emplace(m_options);
-      m_out.write(m_text->block(entry, m_directory, record_buffer));
+      m_out.write(m_text->block(entry, m_visible_directory, record_buffer));
       break;
     case output_format::csv:
       if (!m_csv) m_csv.emplace(m_options);
       if (m_header_pending) m_out.write(m_csv->header());
       m_header_pending = false;
-      m_out.write(m_csv->row(entry, m_directory));
+      m_out.write(m_csv->row(entry, m_visible_directory));
       break;
     case output_format::log2timeline:
-      write_log2timeline_rows(m_header_pending, m_out, make_timeline_record(entry, m_directory, m_options), m_options);
+      write_log2timeline_rows(m_header_pending, m_out, make_timeline_record(entry, m_visible_directory, m_options),
+                              m_options);
       break;
     case output_format::bodyfile:
-      write_bodyfile_line(m_header_pending, m_out, make_bodyfile_record(entry, m_directory, m_options));
+      write_bodyfile_line(m_header_pending, m_out, make_bodyfile_record(entry, m_visible_directory, m_options));
       break;
     case output_format::jsonl:
       if (!m_jsonl) m_jsonl.emplace(m_options);

@@ -21,7 +21,7 @@ class entry_writer {
 
   // Directory path put before every name ("" in INDX-file mode; "\\dir\\"
   // style in volume mode, always ending in a backslash).
-  void set_directory(const std::string& path) { m_directory = path; }
+  void set_directory(const std::string& path);
   // The evidence the following entries come from (-jsonl names it on every
   // line): each INDX file in turn.  A volume's is report_options::evidence.
   void set_evidence(const std::string& name) { m_evidence = name; }
@@ -41,7 +41,10 @@ class entry_writer {
   std::optional<csv_writer> m_csv;
   std::optional<text_block_writer> m_text;
   std::optional<jsonl_writer> m_jsonl;
+  // The path as given (JSON Lines escape it their own way), and with its
+  // hidden characters escaped for every other layout.
   std::string m_directory;
+  std::string m_visible_directory;
   std::string m_evidence;
   bool m_header_pending;
 };

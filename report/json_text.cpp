@@ -6,6 +6,7 @@
 
 #include "support/byte_words.h"
 #include "support/number_text.h"
+#include "support/vk_string.h"
 
 namespace {
 
@@ -15,9 +16,10 @@ void append_unicode_escape(std::string& out, uint32_t code_point) {
   out += vk::number_text::hex(code_point, 4).view();
 }
 
+// Controls, and the characters every other layout escapes as hidden: a
+// reader's terminal shows the line as it is.
 bool must_escape(uint32_t code_point) {
-  return code_point < 0x20 || (code_point >= 0x7F && code_point <= 0x9F) || code_point == 0x2028 ||
-         code_point == 0x2029;
+  return code_point < 0x20 || code_point == 0x7F || vk::is_hidden_character(code_point);
 }
 
 // The well-formed UTF-8 sequence at the start of `text`: its length and code

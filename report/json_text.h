@@ -6,13 +6,14 @@
 #include <string_view>
 
 // Appends `text` as a JSON string, quotes included.  `"` and `\` are escaped;
-// every control character (U+0000 to U+001F, DEL, U+0080 to U+009F) and the
-// line and paragraph separators U+2028 and U+2029 are written \uXXXX, so no
-// control character reaches the output raw and a line stays one line for
-// every reader.  A byte sequence that is not well-formed UTF-8 (a command-line
-// argument, a file name read from -pipe) becomes U+FFFD, one for each maximal
-// ill-formed part, so the text is valid UTF-8 and valid JSON whatever bytes
-// it was given.
+// every control character (U+0000 to U+001F, DEL) and every hidden character
+// (vk::is_hidden_character: C1 controls, zero-width, bidirectional and line
+// or paragraph separators) is written \uXXXX, so no control character
+// reaches the output raw, a line stays one line for every reader, and no
+// name is shown reordered or with hidden parts.  A byte sequence that is not
+// well-formed UTF-8 (a command-line argument, a file name read from -pipe)
+// becomes U+FFFD, one for each maximal ill-formed part, so the text is valid
+// UTF-8 and valid JSON whatever bytes it was given.
 void append_json_string(std::string& out, std::string_view text);
 // The same without the quotes.  Text cut after an ASCII byte escapes as its
 // two parts do, one after the other.

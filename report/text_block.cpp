@@ -79,7 +79,7 @@ std::string_view text_block_writer::block(const indx_entry& entry, const std::st
   m_block.clear();
   label("Name:");
   m_block += directory;
-  vk::append_display_name(m_block, entry.name);
+  vk::append_visible_name(m_block, entry.name);
   m_block += '\n';
   reference_lines(entry);
   label("Entry:");

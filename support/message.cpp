@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <vector>
 
+#include "support/vk_string.h"
+
 namespace vk {
 namespace {
 
@@ -48,7 +50,9 @@ void status_line::set_enabled(bool enabled) { g_status_enabled = enabled && ::is
 void status_line::show(const std::string& text) {
   if (!g_status_enabled) return;
   // Carriage return, the text, then erase to the end of the line (ANSI EL).
-  const std::string line = "\r" + text + "\x1b[K";
+  // The text names files and folders of the evidence: no control or hidden
+  // character of theirs reaches the terminal (what is escaped already stays).
+  const std::string line = "\r" + escape_controls(text) + "\x1b[K";
   write_all(STDERR_FILENO, line.data(), line.size());
   g_status_visible = true;
 }

@@ -1,5 +1,6 @@
 #include "support/vk_string.h"
 
+#include "support/byte_words.h"
 #include "support/number_text.h"
 
 namespace vk {
@@ -58,22 +59,86 @@ void append_dec(std::string& out, uint64_t value, int width) { out += number_tex
 
 void append_hex(std::string& out, uint64_t value, int width) { out += number_text::hex(value, width).view(); }
 
+bool is_hidden_character(uint32_t code_point) {
+  return (code_point >= 0x80 && code_point <= 0x9F) || code_point == 0x061C ||
+         (code_point >= 0x200B && code_point <= 0x200F) || (code_point >= 0x2028 && code_point <= 0x202E) ||
+         (code_point >= 0x2060 && code_point <= 0x206F) || code_point == 0xFEFF;
+}
+
 namespace {
 
-bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+// What a text's escape form covers besides C0 controls and DEL.
+struct escape_set {
+  bool backslash;
+  bool hidden;
+};
 
-// Appends `text` with every control character (and, with `backslash_too`,
-// every backslash) written "\xHH"; the plain runs between them go across
-// whole.
-void append_escaped(std::string& out, std::string_view text, bool backslash_too) {
+// Every hidden character is two or three bytes of UTF-8 led by one of these.
+constexpr unsigned char c1_lead = 0xC2, arabic_lead = 0xD8, punctuation_lead = 0xE2, specials_lead = 0xEF;
+
+bool is_control(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
+
+// True when no byte of `word` is a control, an escaped backslash or the lead
+// byte of a hidden character: the whole word goes across.  Names in any
+// script but Arabic mostly pass this test eight bytes at a time.
+bool is_plain_word(uint64_t word, escape_set set) {
+  if (has_byte_below(word, 0x20) || has_zero_byte(word ^ repeated_byte(0x7F))) return false;
+  if (set.backslash && has_zero_byte(word ^ repeated_byte('\\'))) return false;
+  if (!set.hidden || (word & byte_highs) == 0) return true;
+  for (const unsigned char lead : {c1_lead, arabic_lead, punctuation_lead, specials_lead})
+    if (has_zero_byte(word ^ repeated_byte(lead))) return false;
+  return true;
+}
+
+bool is_continuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
+
+struct escape_step {
+  size_t length = 0;  // bytes escaped; 0 when the byte at hand goes across
+  uint32_t value = 0;  // the byte, or the hidden character's code point
+};
+
+// The hidden character whose well-formed UTF-8 starts `text`, if one does.
+escape_step hidden_at(std::string_view text) {
+  const auto byte = [&text](size_t i) { return static_cast<unsigned char>(text[i]); };
+  if ((byte(0) == c1_lead || byte(0) == arabic_lead) && text.size() >= 2 && is_continuation(byte(1))) {
+    const uint32_t code_point = ((byte(0) & 0x1Fu) << 6) | (byte(1) & 0x3Fu);
+    return is_hidden_character(code_point) ? escape_step{2, code_point} : escape_step{};
+  }
+  if ((byte(0) == punctuation_lead || byte(0) == specials_lead) && text.size() >= 3 && is_continuation(byte(1)) &&
+      is_continuation(byte(2))) {
+    const uint32_t code_point = ((byte(0) & 0x0Fu) << 12) | ((byte(1) & 0x3Fu) << 6) | (byte(2) & 0x3Fu);
+    return is_hidden_character(code_point) ? escape_step{3, code_point} : escape_step{};
+  }
+  return {};
+}
+
+escape_step escape_at(std::string_view text, escape_set set) {
+  const auto byte = static_cast<unsigned char>(text[0]);
+  if (is_control(byte) || (set.backslash && byte == '\\')) return {1, byte};
+  if (!set.hidden || byte < 0x80) return {};
+  return hidden_at(text);
+}
+
+// Appends `text` in its escape form: a control character or backslash as
+// "\xHH", a hidden character as "\uHHHH"; the plain runs between them go
+// across whole.
+void append_escaped(std::string& out, std::string_view text, escape_set set) {
   size_t run = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (!is_control(c) && !(backslash_too && c == '\\')) continue;
-    out.append(text.substr(run, i - run));
-    out += "\\x";
-    append_hex(out, static_cast<unsigned char>(c), 2);
-    run = i + 1;
+  for (size_t at = 0; at < text.size();) {
+    if (at + sizeof(uint64_t) <= text.size() && is_plain_word(word_at(text, at), set)) {
+      at += sizeof(uint64_t);
+      continue;
+    }
+    const escape_step step = escape_at(text.substr(at), set);
+    if (step.length == 0) {
+      ++at;
+      continue;
+    }
+    out.append(text.substr(run, at - run));
+    out += step.length == 1 ? "\\x" : "\\u";
+    append_hex(out, step.value, step.length == 1 ? 2 : 4);
+    at += step.length;
+    run = at;
   }
   out.append(text.substr(run));
 }
@@ -82,7 +147,7 @@ void append_escaped(std::string& out, std::string_view text, bool backslash_too)
 
 std::string escape_controls(std::string_view text) {
   std::string out;
-  append_escaped(out, text, false);
+  append_escaped(out, text, {.backslash = false, .hidden = true});
   return out;
 }
 
@@ -92,7 +157,13 @@ std::string display_name(std::string_view name) {
   return out;
 }
 
-void append_display_name(std::string& out, std::string_view name) { append_escaped(out, name, true); }
+void append_display_name(std::string& out, std::string_view name) {
+  append_escaped(out, name, {.backslash = true, .hidden = false});
+}
+
+void append_visible_name(std::string& out, std::string_view name) {
+  append_escaped(out, name, {.backslash = true, .hidden = true});
+}
 
 namespace {
 

@@ -37,18 +37,38 @@ void append_hex(std::string& out, uint64_t value, int width = 0);
 // every other code point, control characters included, is kept.
 std::string utf16le_to_utf8(std::span<const uint8_t> bytes, size_t units);
 
+// Characters that hide or reorder the text around them, or that drive a
+// terminal: the C1 controls (U+0080 to U+009F; U+009B is a terminal's CSI),
+// the zero-width characters and direction marks (U+200B to U+200F), the line
+// and paragraph separators (U+2028, U+2029), the bidirectional embeddings
+// and overrides (U+202A to U+202E: "invoice_<U+202E>fdp.exe" shows as
+// "invoice_exe.pdf"), the word joiner, invisible operators, bidirectional
+// isolates and deprecated format controls (U+2060 to U+206F), the Arabic
+// letter mark (U+061C) and the zero-width no-break space or byte order mark
+// (U+FEFF).
+bool is_hidden_character(uint32_t code_point);
+
 // Text from the evidence made safe to show: every C0 control character
 // (U+0000 to U+001F) and DEL becomes "\x" and two lower-case hexadecimal
 // digits, so an ESC in a name cannot drive the examiner's terminal and a NUL
-// cannot cut a CSV or bodyfile line.  Everything else is kept as it is.
+// cannot cut a CSV or bodyfile line; every hidden character (above) becomes
+// "\u" and four lower-case hexadecimal digits ("\u202e").  Everything else
+// is kept as it is.
 std::string escape_controls(std::string_view text);
 
-// A file name as shown in every layout: controls escaped as above, and a
-// backslash inside the name written "\x5c" as well.  A bare backslash in a
-// shown path is then always a separator, and the name's exact bytes can be
-// recovered from what is shown.
+// A file name in the form directory paths are built from and JSON Lines
+// escape further: C0 controls and DEL escaped as above, and a backslash
+// inside the name written "\x5c" as well.  A bare backslash in a shown path
+// is then always a separator, and the name's exact bytes can be recovered
+// from what is shown.  Hidden characters are kept (JSON writes them \uXXXX).
 std::string display_name(std::string_view name);
 void append_display_name(std::string& out, std::string_view name);
+
+// A file name as the text, CSV, log2timeline and bodyfile layouts show it:
+// the display name with every hidden character escaped "\uXXXX" too.  Since
+// every backslash of the name is "\x5c", a "\u" is always an escape.  A
+// path of display names is made visible so by escape_controls.
+void append_visible_name(std::string& out, std::string_view name);
 
 // The reverse, for names that must be compared with on-disk UTF-16.
 std::u16string utf8_to_utf16(std::string_view text);

@@ -10,13 +10,15 @@ when given, is `mactime -b BODYFILE -d -y -z UTC` of the bodyfile.  Every
 JSON line must parse as one object of the documented members, its datetime
 must be the ISO 8601 text of its FILETIME (computed here independently), and
 every row of each CSV must hold exactly its header's columns.  Every entry of
-the CSV report must appear in the JSON lines, and no other.  The bodyfile
-must be data lines alone, eleven fields each, and mactime must list every
-entry that has a time.  Prints one line per file read; exits 1 with the
+the CSV report must appear in the JSON lines, and no other (the CSV writes
+the characters that hide or reorder text as "\\uXXXX", JSON as themselves).
+The bodyfile must be data lines alone, eleven fields each, and mactime must
+list every entry that has a time.  Prints one line per file read; exits 1 with the
 faults found.
 """
 import csv
 import json
+import re
 import sys
 from datetime import datetime, timedelta, timezone
 
@@ -28,6 +30,7 @@ LABELS = ['Last Modified', 'Last Access', 'MFT Change', 'Created']
 NOT_A_TIME = '1970-01-01T00:00:00.0000000Z'
 FILETIME_ORIGIN = datetime(1601, 1, 1, tzinfo=timezone.utc)
 UNIX_ORIGIN = datetime(1970, 1, 1, tzinfo=timezone.utc)
+HIDDEN = re.compile('[\u0080-\u009f\u061c\u200b-\u200f\u2028-\u202e\u2060-\u206f\ufeff]')
 
 faults = []
 
@@ -100,7 +103,8 @@ def read_jsonl(path):
             item = check_line('%s:%d' % (path, number), line)
             if item is None:
                 continue
-            key = (item['offset'], item['directory'] + item['name'], item['entry_type'], item['annotation'])
+            shown = HIDDEN.sub(lambda m: '\\u%04x' % ord(m.group()), item['directory'] + item['name'])
+            key = (item['offset'], shown, item['entry_type'], item['annotation'])
             if not entries or entries[-1] != key:
                 entries.append(key)
     print('%s: %d lines parsed, %d entries' % (path, number, len(entries)))

@@ -35,6 +35,8 @@ INSTANTIATE_TEST_SUITE_P(
         string_case{"DEL", "\x7f", "\\u007f"},
         string_case{"C1 controls", "\xC2\x80\xC2\x85\xC2\x9F", "\\u0080\\u0085\\u009f"},
         string_case{"line and paragraph separators", "\xE2\x80\xA8\xE2\x80\xA9", "\\u2028\\u2029"},
+        string_case{"zero-width, bidirectional and byte-order marks",
+                    "\xE2\x80\x8B\xE2\x80\xAE\xE2\x81\xA6\xD8\x9C\xEF\xBB\xBF", "\\u200b\\u202e\\u2066\\u061c\\ufeff"},
         string_case{"two-, three- and four-byte characters", "\xC3\xA9\xE9\xBE\x8D\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF",
                     "\xC3\xA9\xE9\xBE\x8D\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF"},
         string_case{"a lone continuation byte", "a\x80z", "a" + fffd + "z"},

@@ -44,6 +44,67 @@ TEST(utf16_conversion, converts_pairs_and_replaces_unpaired_surrogates) {
   EXPECT_EQ(vk::utf8_to_utf16("a\xC3\xA9\xF0\x9F\x98\x80"), (std::u16string{u'a', 0xE9, 0xD83D, 0xDE00}));
 }
 
+// Reads an escape form back: "\xHH" is a byte, "\uHHHH" a character.
+std::string unescaped(std::string_view shown) {
+  std::string bytes;
+  for (size_t i = 0; i < shown.size(); ++i) {
+    if (shown[i] != '\\') {
+      bytes += shown[i];
+      continue;
+    }
+    const bool unicode = shown[i + 1] == 'u';
+    const size_t digits = unicode ? 4 : 2;
+    const auto value = static_cast<uint32_t>(std::stoul(std::string(shown.substr(i + 2, digits)), nullptr, 16));
+    if (!unicode) {
+      bytes += static_cast<char>(value);
+    } else {
+      const std::u16string unit(1, static_cast<char16_t>(value));
+      bytes += vk::utf16le_to_utf8({reinterpret_cast<const uint8_t*>(unit.data()), 2}, 1);
+    }
+    i += 1 + digits;
+  }
+  return bytes;
+}
+
+// Names are scanned eight bytes at a time: every character must be found
+// wherever it falls in a word, and the shown form must read back exactly.
+TEST(escape_form, hidden_characters_are_escaped_wherever_they_fall) {
+  const std::pair<std::string, std::string> hidden[] = {
+      {"\xC2\x80", "\\u0080"},     {"\xC2\x9B", "\\u009b"},     {"\xC2\x9F", "\\u009f"},
+      {"\xD8\x9C", "\\u061c"},     {"\xE2\x80\x8B", "\\u200b"}, {"\xE2\x80\x8F", "\\u200f"},
+      {"\xE2\x80\xA8", "\\u2028"}, {"\xE2\x80\xAE", "\\u202e"}, {"\xE2\x81\xA0", "\\u2060"},
+      {"\xE2\x81\xA9", "\\u2069"}, {"\xE2\x81\xAF", "\\u206f"}, {"\xEF\xBB\xBF", "\\ufeff"},
+      {"\x1b", "\\x1b"},           {"\x7f", "\\x7f"}};
+  for (const auto& [bytes, escape] : hidden) {
+    for (size_t before = 0; before < 17; ++before) {
+      const std::string lead(before, 'a');
+      const std::string name = lead + bytes + "\\u\xC3\xA9";
+      std::string shown;
+      vk::append_visible_name(shown, name);
+      EXPECT_EQ(shown, lead + escape + "\\x5cu\xC3\xA9") << escape << " after " << before;
+      EXPECT_EQ(unescaped(shown), name) << escape << " after " << before;
+      // Paths and JSON Lines keep hidden characters (JSON writes its own escape).
+      const bool control = escape[1] == 'x';
+      EXPECT_EQ(vk::display_name(name), lead + (control ? escape : bytes) + "\\x5cu\xC3\xA9");
+      EXPECT_EQ(vk::escape_controls(name), lead + escape + "\\u\xC3\xA9");
+    }
+  }
+}
+
+TEST(escape_form, neighbours_and_broken_sequences_go_across) {
+  for (const std::string text :
+       {"\xC2\xA0", "\xC2\x7F", "\xD8\x9B", "\xE2\x80\x8A", "\xE2\x80\xA7", "\xE2\x80\xAF", "\xE2\x81\xB0",
+        "\xEF\xBB\xBE", "\xEF\xBF\xBD", "\xE3\x80\x80", "\xC2", "\xE2\x80", "\xE2\x81", "\xEF\xBB"}) {
+    for (size_t before = 0; before < 17; ++before) {
+      const std::string name = std::string(before, 'a') + text;
+      std::string shown;
+      vk::append_visible_name(shown, name);
+      const std::string expected = name.back() == '\x7F' ? name.substr(0, name.size() - 1) + "\\x7f" : name;
+      EXPECT_EQ(shown, expected) << before;
+    }
+  }
+}
+
 TEST(filetime, calendar_bounds) {
   EXPECT_FALSE(vk::filetime_converts(0));
   EXPECT_FALSE(vk::filetime_converts(0x8000000000000000ull));
