@@ -64,4 +64,30 @@ TEST(locate_vcn, maps_through_a_negative_delta_and_a_sparse_run) {
   }
 }
 
+// A stream cut into one-cluster runs over several extents, as a badly
+// fragmented index keeps it: every VCN maps to its own cluster, the first and
+// last of each extent included, and nothing past the end.  The third extent
+// claims to start one VCN late, as a hostile list may: its runs map nothing.
+TEST(locate_vcn, finds_every_cluster_of_a_stream_of_many_runs) {
+  constexpr uint64_t per_extent = 3000;
+  data_run_list runs;
+  for (uint64_t extent = 0; extent < 3; ++extent) {
+    // Cluster v of the stream lies at LCN 10,000 + 2v: one gap between runs.
+    std::vector<std::pair<uint64_t, int64_t>> pairs{{1, static_cast<int64_t>(10000 + 2 * extent * per_extent)}};
+    pairs.resize(per_extent, {1, 2});
+    const uint64_t first_vcn = extent * per_extent + (extent == 2 ? 1 : 0);
+    decode_mapping_pairs(non_resident(mf::type_index_allocation, "$I30", mapping_pairs(pairs), first_vcn, 0), runs);
+  }
+  ASSERT_EQ(runs.size(), 3 * per_extent);
+  EXPECT_EQ(total_clusters(runs), 3 * per_extent);
+  for (uint64_t vcn = 0; vcn < 2 * per_extent; ++vcn) {
+    const auto where = locate_vcn(runs, vcn, 512);
+    ASSERT_TRUE(where.has_value()) << vcn;
+    EXPECT_EQ(where->position, (10000 + 2 * vcn) * 512) << vcn;
+    EXPECT_EQ(where->clusters_left, 1u) << vcn;
+  }
+  for (const uint64_t vcn : {2 * per_extent, 2 * per_extent + 1, 3 * per_extent - 1, 3 * per_extent, UINT64_MAX})
+    EXPECT_FALSE(locate_vcn(runs, vcn, 512).has_value()) << vcn;
+}
+
 }  // namespace
