@@ -105,6 +105,7 @@ container_opening open_container(const std::string& path) {
   const size_t tail_bytes = has_tail ? raw->read(raw->size() - cf::vhd_footer_size, tail) : 0;
   const container_kind kind = identify(std::span(head).first(head_bytes), std::span(tail).first(tail_bytes));
   if (is_refused(kind)) return fault_of(container_fault_kind::refused_format, kind, path);
+  if (kind != container_kind::raw || is_split_raw_name(path)) raw.reset();  // its readers open it again
   switch (kind) {
     case container_kind::ewf: return open_ewf_image(path);
     case container_kind::vhd:
@@ -112,10 +113,7 @@ container_opening open_container(const std::string& path) {
     case container_kind::qcow: return open_qcow_image(path);
     default: break;
   }
-  if (is_split_raw_name(path)) {
-    raw.reset();  // the set opens its first piece again, among the others
-    return open_split_raw_image(path);
-  }
+  if (is_split_raw_name(path)) return open_split_raw_image(path);
   container_opening opening;
   opening.source = std::move(raw);
   return opening;

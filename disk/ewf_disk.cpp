@@ -49,17 +49,32 @@ bool starts_with(image_disk& file, std::string_view signature) {
   return file.read_exact(0, head) && vk::has_bytes_at(head, 0, signature);
 }
 
+// Opens every segment through image_disk, which records it as a source.
+// libewf holds every segment open at once, so they are held together here
+// too: a set with more segments than the process may open is named at the
+// first segment the system refuses, rather than failing inside libewf.
+container_fault open_segments(const std::string& path, const std::vector<std::string>& segments,
+                              std::vector<std::unique_ptr<image_disk>>& files) {
+  for (size_t i = 0; i < segments.size(); ++i) {
+    files.push_back(std::make_unique<image_disk>(segments[i]));
+    if (!files.back()->is_open())
+      return {container_fault_kind::cannot_open, container_kind::ewf, path, i == 0 ? "" : segments[i], {}, 0,
+              files.back()->open_error()};
+  }
+  return {};
+}
+
 // Walks every segment's sections; the set must end with a "done" section.
-// Opening each through image_disk records it as a source.  (Ex01 sets keep
-// their section descriptors the other way round and are left to libewf.)
+// (Ex01 sets keep their section descriptors the other way round and are
+// left to libewf.)
 container_fault check_segments(const std::string& path, const std::vector<std::string>& segments,
                                std::vector<source_warning>& warnings) {
+  std::vector<std::unique_ptr<image_disk>> files;
+  if (const container_fault fault = open_segments(path, segments, files); fault.kind != container_fault_kind::none)
+    return fault;
   segment_end last_end = segment_end::done;
   for (size_t i = 0; i < segments.size(); ++i) {
-    image_disk file(segments[i]);
-    if (!file.is_open())
-      return {container_fault_kind::cannot_open, container_kind::ewf, path, i == 0 ? "" : segments[i], {}, 0,
-              file.open_error()};
+    image_disk& file = *files[i];
     if (!starts_with(file, container_format::ewf1_signature)) return {};
     const segment_check check = check_ewf_segment(file.size(), read_segment, &file);
     if (check.number != i + 1)

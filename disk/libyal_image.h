@@ -195,9 +195,10 @@ class libyal_image final : public disk {
     // The library opens the file itself, read-only.  Opening it here first
     // records its identity (the results file can never be it) and gives the
     // reason when it cannot be opened, which the library does not.
-    const vk::unique_fd probe = vk::open_source_file(path);
+    vk::unique_fd probe = vk::open_source_file(path);
     error = probe.valid() ? 0 : errno;
     if (!probe.valid()) return nullptr;
+    probe.reset();  // the library needs the descriptor
     file_t* file = nullptr;
     if (!Lib::initialize(&file)) return nullptr;
     if (Lib::open(file, path)) return file;

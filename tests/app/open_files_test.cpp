@@ -49,6 +49,11 @@ const fixture_folder& open_file_sets() {
   static const bool made = [] {
     folder.add("vmdk/ntfs-disk.raw", "ntfs-disk.raw");
     folder.add("containers/ntfs-split.001", "ntfs-split.001");
+    for (int n = 1; n <= 17; ++n) {
+      const std::string name = std::string("ntfs-multi.E") + (n < 10 ? "0" : "") + std::to_string(n);
+      folder.add("containers/" + name, name);
+    }
+    for (const char* name : {"ntfs-child.qcow2", "ntfs-base.qcow2"}) folder.add(std::string("containers/") + name, name);
     int status = -1;
     slix_test::shell("sh '" SLIX_FIXTURES_DIR "/containers/make_open_file_sets.sh' '" + folder.path() + "'", &status);
     return status == 0;
@@ -125,7 +130,14 @@ INSTANTIATE_TEST_SUITE_P(
                     "of symbolic links\n"},
         named_fault{"vmdk_extent_files_past_the_limit", "prlimit --nofile=4", {"-vmdk", "many-files.vmdk", "-quiet"},
                     "many-files-001 can't be opened: Too many open files\nmany-files.vmdk can't be opened\n" +
-                        invalid_vmdk}),
+                        invalid_vmdk},
+        // libewf holds every segment open at once: slix names the first it cannot hold.
+        named_fault{"e01_segments_past_the_limit", "prlimit --nofile=4", {"-image", "ntfs-multi.E01", "-quiet"},
+                    "prob reading image ntfs-multi.E01: the segment ntfs-multi.E02 cannot be opened: Too many open "
+                    "files\n"},
+        named_fault{"qcow2_backing_file_past_the_limit", "prlimit --nofile=4", {"-image", "ntfs-child.qcow2", "-quiet"},
+                    "prob reading image ntfs-child.qcow2: its backing file ntfs-base.qcow2 cannot be opened "
+                    "(ntfs-child.qcow2 -> ntfs-base.qcow2): Too many open files\n"}),
     [](const auto& info) { return info.param.name; });
 
 // One file of each source made unreadable (mode 0600, owned by root).
