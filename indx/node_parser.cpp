@@ -9,11 +9,15 @@ namespace {
 // A used size past the last byte of a 4096-byte record cannot describe a
 // real node: such a node yields no valid entries (its slack is still carved).
 constexpr int64_t max_used_size = 4095;
-// A longer entry or key is taken as damage and ends the walk.  Names over 215
-// units make real entries longer than this (255 units take 592 bytes); the
-// walk ends at them too, and they and the live entries behind them are then
-// found by the slack carver.
-constexpr uint16_t max_entry_length = 512, max_key_length = 512;
+// Entries and keys up to 512 bytes are taken as they are.  A longer entry is
+// live only when it is well formed: a name of up to 255 UTF-16 units makes
+// an entry of at most 592 bytes (already a multiple of 8), 8 more in an
+// upper node for the sub-node's VCN, and its key holds the whole name and
+// fits in the entry.  Anything else is damage and ends the walk.
+constexpr uint16_t short_entry_length = 512, max_key_length = 512;
+constexpr uint8_t max_name_units = 255;
+constexpr uint16_t subnode_vcn_size = 8;
+constexpr uint32_t max_entry_length = indx_format::entry_span(max_name_units) + subnode_vcn_size;
 // The walk goes on only while the following entry announces a length in this
 // range; anything else is the end of the live area or garbage.
 constexpr uint16_t min_next_length = 1, max_next_length = 1024;
@@ -28,6 +32,22 @@ struct walk_result {
 bool is_last_entry(uint16_t flags) {
   return flags == indx_format::entry_flag_last ||
          flags == (indx_format::entry_flag_last | indx_format::entry_flag_subnode);
+}
+
+// Whether an entry longer than 512 bytes is one a real long name makes: its
+// key holds the whole name, and its length is the head and the key rounded
+// up to 8 bytes, and the sub-node's VCN when it has one.
+bool long_entry_well_formed(uint16_t length, uint16_t key_length, uint16_t flags, uint8_t units) {
+  const uint32_t vcn = (flags & indx_format::entry_flag_subnode) != 0 ? subnode_vcn_size : 0;
+  const uint32_t head_and_key = indx_format::ent_key + key_length;
+  const uint32_t expected = ((head_and_key + 7) & ~uint32_t{7}) + vcn;
+  return length <= max_entry_length && key_length >= file_name_format::value_size(units) && length == expected;
+}
+
+// Whether the entry's lengths end the live walk.
+bool lengths_end_walk(uint16_t length, uint16_t key_length, uint16_t flags, uint8_t units) {
+  if (length <= short_entry_length) return key_length > max_key_length;
+  return !long_entry_well_formed(length, key_length, flags, units);
 }
 
 // A directory reference with a zero entry or sequence number takes the
@@ -67,7 +87,7 @@ walk_result walk_valid_entries(entry_stores& stores, mft_ref directory_ref, cons
     const uint16_t flags = entry.u16(indx_format::ent_flags);
     const uint8_t units = entry.u8(indx_format::key_field(file_name_format::name_length));
     if (!entry.ok() || !entry.has(0, indx_format::entry_span(units))) break;
-    if (length > max_entry_length || key_length > max_key_length || file_ref == 0 || is_last_entry(flags)) break;
+    if (lengths_end_walk(length, key_length, flags, units) || file_ref == 0 || is_last_entry(flags)) break;
     indx_entry decoded = decode_valid_entry(entry, node_offset + walk.stop);
     if (first_entry) walk.directory_ref = complete_directory_ref(directory_ref, decoded.parent_ref());
     first_entry = false;

@@ -67,6 +67,35 @@ TEST(node_parser, walk_stops_at_the_first_damaged_entry) {
   }
 }
 
+// Names of up to 255 units make entries of up to 592 bytes: every well-formed
+// one is live, and a long entry whose lengths disagree ends the walk.
+TEST(node_parser, long_names_are_live_when_well_formed) {
+  struct long_case {
+    const char* what;
+    size_t units;
+    size_t at;  // from the long entry's start; 0 leaves it as built
+    uint64_t value;
+    size_t kept;
+  };
+  for (const long_case c : {long_case{"215 units (512 bytes)", 215, 0, 0, 3},
+                            long_case{"216 units (520 bytes)", 216, 0, 0, 3},
+                            long_case{"255 units (592 bytes)", 255, 0, 0, 3},
+                            long_case{"length 600 without a sub-node", 255, ix::ent_length, 600, 1},
+                            long_case{"length 8 past its key", 230, ix::ent_length, 560, 1},
+                            long_case{"key shorter than its name", 255, ix::ent_key_length, 500, 1},
+                            long_case{"key longer than its entry", 255, ix::ent_key_length, 584, 1}}) {
+    indx_record record;
+    record.add_live({.name = "a.txt"});
+    const size_t long_entry = record.add_live({.name = std::string(c.units, 'n')});
+    record.add_live({.name = "z.txt"});
+    record.end_live();
+    if (c.at != 0) record.put_node(long_entry + c.at, c.value, 2);
+    entry_stores stores;
+    ASSERT_TRUE(parse_index_node(stores, 0, record.node(), source_offset{offset_frame::indx_file, 0}, false));
+    EXPECT_EQ(stores.valid.size(), c.kept) << c.what;
+  }
+}
+
 TEST(node_parser, entry_running_past_the_node_ends_the_walk) {
   indx_record record;
   const size_t last_112_bytes = ix::node_limit_in_record - 112;
