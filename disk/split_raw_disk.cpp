@@ -9,8 +9,6 @@
 // is refused with the missing piece's name.
 #include "disk/image_formats.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -19,24 +17,20 @@
 #include <optional>
 #include <vector>
 
+#include "disk/file_pool.h"
 #include "disk/image_disk.h"
 #include "support/check.h"
-#include "support/file_util.h"
 
 namespace {
 
 constexpr size_t number_digits = 3;
 
-// Pieces held open at once.  A set can have thousands of pieces, more than a
-// process may hold open; a piece closed to make room is opened again when it
-// is read.
+// Pieces held open at once (see file_pool).
 constexpr size_t max_open_pieces = 32;
 
 // What add_piece returns for a piece that opens but is neither a regular file
 // nor a block device (errno values are positive).
 constexpr int not_a_disk_file = -1;
-
-bool out_of_descriptors(int error) { return error == EMFILE || error == ENFILE; }
 
 struct piece_name {
   std::string stem;  // through the dot
@@ -76,12 +70,9 @@ std::optional<unsigned> highest_piece(const piece_name& first, std::string& fold
 }
 
 struct piece {
-  std::string name;
-  vk::file_identity identity;
+  size_t file = 0;     // in the pool
   uint64_t start = 0;  // where the piece begins on the disk
   uint64_t size = 0;
-  vk::unique_fd fd;
-  uint64_t last_use = 0;
 };
 
 class split_raw_disk final : public disk {
@@ -89,24 +80,16 @@ class split_raw_disk final : public disk {
   // Opens the next piece and records it as a source: 0, its errno (ENOENT:
   // there is no such piece), or not_a_disk_file.
   int add_piece(const std::string& name) {
-    vk::unique_fd fd;
-    if (const int error = open_with_room(name, fd, true); error != 0) return error;
-    piece next{name, {}, m_size, 0, {}, 0};
-    const std::optional<vk::file_identity> identity = vk::identity_of_fd(fd.get());
-    if (!identity || !source_length(fd.get(), next.size)) return not_a_disk_file;
-    next.identity = *identity;
+    piece next{0, m_size, 0};
+    if (const int error = m_files.add(name, next.file); error != 0) return error;
+    if (!source_length(m_files.descriptor(next.file), next.size)) return not_a_disk_file;
     m_size += next.size;
-    m_pieces.push_back(std::move(next));
-    hold(m_pieces.size() - 1, std::move(fd));
+    m_pieces.push_back(next);
     return 0;
   }
 
   size_t piece_count() const { return m_pieces.size(); }
-
-  void close_all() {
-    for (size_t index : m_open) m_pieces[index].fd.reset();
-    m_open.clear();
-  }
+  void close_all() { m_files.close_all(); }
 
   bool is_open() const override { return !m_pieces.empty(); }
   uint64_t size() const override { return m_size; }
@@ -115,8 +98,11 @@ class split_raw_disk final : public disk {
   size_t read(uint64_t offset, std::span<uint8_t> buffer) override {
     size_t done = 0;
     while (done < buffer.size() && offset + done < m_size) {
-      const size_t index = piece_at(offset + done);
-      const size_t got = read_piece(index, offset + done - m_pieces[index].start, buffer.subspan(done));
+      const piece& p = m_pieces[piece_at(offset + done)];
+      const uint64_t in_piece = offset + done - p.start;
+      const int fd = m_files.descriptor(p.file);
+      const auto wanted = static_cast<size_t>(std::min<uint64_t>(buffer.size() - done, p.size - in_piece));
+      const size_t got = fd < 0 ? 0 : read_fd_at(fd, in_piece, buffer.subspan(done, wanted));
       if (got == 0) {
         ++m_failed_reads;
         break;
@@ -134,57 +120,9 @@ class split_raw_disk final : public disk {
     return static_cast<size_t>(after - m_pieces.begin() - 1);
   }
 
-  size_t read_piece(size_t index, uint64_t in_piece, std::span<uint8_t> buffer) {
-    piece& p = m_pieces[index];
-    if (in_piece >= p.size || (!p.fd.valid() && !reopen(index))) return 0;
-    p.last_use = ++m_clock;
-    return read_fd_at(p.fd.get(), in_piece, buffer.first(std::min<uint64_t>(buffer.size(), p.size - in_piece)));
-  }
-
-  // A piece closed to make room: opened again, and it must still be the
-  // file that was recorded when the set was opened.
-  bool reopen(size_t index) {
-    piece& p = m_pieces[index];
-    vk::unique_fd fd;
-    if (open_with_room(p.name, fd, false) != 0 || vk::identity_of_fd(fd.get()) != p.identity) return false;
-    hold(index, std::move(fd));
-    return true;
-  }
-
-  // Opens `name` read-only, closing the least recently read piece while
-  // the process has no descriptor left; 0 or the errno of the failure.
-  int open_with_room(const std::string& name, vk::unique_fd& fd, bool first_time) {
-    for (;;) {
-      // Opened again, a piece is not recorded a second time; O_NONBLOCK keeps
-      // a FIFO put in its place from blocking (its identity then differs).
-      fd = first_time ? vk::open_source_file(name)
-                      : vk::unique_fd(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
-      if (fd.valid()) return 0;
-      const int error = errno;
-      if (!out_of_descriptors(error) || m_open.empty()) return error;
-      close_least_recent();
-    }
-  }
-
-  void hold(size_t index, vk::unique_fd fd) {
-    if (m_open.size() >= max_open_pieces) close_least_recent();
-    m_pieces[index].fd = std::move(fd);
-    m_pieces[index].last_use = ++m_clock;
-    m_open.push_back(index);
-  }
-
-  void close_least_recent() {
-    const auto oldest = std::min_element(m_open.begin(), m_open.end(), [this](size_t a, size_t b) {
-      return m_pieces[a].last_use < m_pieces[b].last_use;
-    });
-    m_pieces[*oldest].fd.reset();
-    m_open.erase(oldest);
-  }
-
+  file_pool m_files{max_open_pieces};
   std::vector<piece> m_pieces;  // in number order, ascending start
-  std::vector<size_t> m_open;   // the pieces holding a descriptor
   uint64_t m_size = 0;
-  uint64_t m_clock = 0;
   uint64_t m_failed_reads = 0;
 };
 

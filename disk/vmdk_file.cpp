@@ -8,20 +8,35 @@
 #include <cerrno>
 #include <limits>
 
+namespace {
+
+// Extent files held open at once.
+constexpr size_t max_open_files = 64;
+
+file_pool& vmdk_files() {
+  static file_pool pool(max_open_files);
+  return pool;
+}
+
+}  // namespace
+
 std::shared_ptr<const vmdk_file> vmdk_file::open(const std::string& path, int& error) {
   // Opening does not wait for a writer when a hostile name points at a FIFO.
-  vk::unique_fd fd = vk::open_source_file(path);
-  error = fd.valid() ? 0 : errno;
+  size_t id = 0;
+  error = vmdk_files().add(path, id);
+  if (error != 0) return nullptr;
+  std::unique_ptr<vmdk_file> file(new vmdk_file(id, path, 0));  // from here closed for good when it goes
   struct stat st {};
-  if (!fd.valid()) return nullptr;
-  if (::fstat(fd.get(), &st) != 0) {
+  if (::fstat(vmdk_files().descriptor(id), &st) != 0) {
     error = errno;
     return nullptr;
   }
   if (!S_ISREG(st.st_mode) || st.st_size < 0) return nullptr;
-  const auto size = static_cast<uint64_t>(st.st_size);
-  return std::shared_ptr<const vmdk_file>(new vmdk_file(std::move(fd), path, size));
+  file->m_size = static_cast<uint64_t>(st.st_size);
+  return file;
 }
+
+vmdk_file::~vmdk_file() { vmdk_files().release(m_id); }
 
 bool vmdk_file::read_zero_filled(uint64_t pos, std::span<uint8_t> buffer) const {
   size_t done = 0;
@@ -29,7 +44,9 @@ bool vmdk_file::read_zero_filled(uint64_t pos, std::span<uint8_t> buffer) const 
     constexpr uint64_t max_offset = static_cast<uint64_t>(std::numeric_limits<off_t>::max());
     if (pos > max_offset) break;
     const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size() - done, m_size - pos));
-    const ssize_t n = ::pread(m_fd.get(), buffer.data() + done, want, static_cast<off_t>(pos));
+    const int fd = vmdk_files().descriptor(m_id);
+    if (fd < 0) return false;
+    const ssize_t n = ::pread(fd, buffer.data() + done, want, static_cast<off_t>(pos));
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return false;
     if (n == 0) break;  // the file shrank since it was opened

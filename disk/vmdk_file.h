@@ -1,6 +1,8 @@
 // One file of a VMDK disk (descriptor, sparse extent or flat extent), opened
 // read-only.  Only regular files are accepted: opening a FIFO or a device
-// named by a hostile descriptor must neither block nor touch hardware.
+// named by a hostile descriptor must neither block nor touch hardware.  The
+// files share one pool of descriptors (file_pool): a disk split into more
+// extent files than the process may hold open is still read whole.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +11,7 @@
 #include <string>
 #include <utility>
 
-#include "support/file_util.h"
+#include "disk/file_pool.h"
 
 class vmdk_file {
  public:
@@ -17,6 +19,7 @@ class vmdk_file {
   // `error` is then the system's errno, or 0 for a file that is not regular.
   static std::shared_ptr<const vmdk_file> open(const std::string& path, int& error);
 
+  ~vmdk_file();
   vmdk_file(const vmdk_file&) = delete;
   vmdk_file& operator=(const vmdk_file&) = delete;
 
@@ -31,10 +34,9 @@ class vmdk_file {
   bool read_exact(uint64_t pos, std::span<uint8_t> buffer) const;
 
  private:
-  vmdk_file(vk::unique_fd fd, std::string path, uint64_t size)
-      : m_fd(std::move(fd)), m_path(std::move(path)), m_size(size) {}
+  vmdk_file(size_t id, std::string path, uint64_t size) : m_id(id), m_path(std::move(path)), m_size(size) {}
 
-  vk::unique_fd m_fd;
+  size_t m_id;  // in the pool
   std::string m_path;
   uint64_t m_size;
 };
