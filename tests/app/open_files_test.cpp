@@ -38,6 +38,7 @@ class fixture_folder {
     ASSERT_TRUE(slix_test::gunzip(slix_test::fixture(fixture + ".gz"), m_dir.file(name))) << fixture;
     ::chmod(m_dir.file(name).c_str(), 0644);
   }
+  void add_folder(const std::string& name, mode_t mode) { ::mkdir(m_dir.file(name).c_str(), mode); }
   const std::string& path() const { return m_dir.path(); }
   std::string file(const std::string& name) const { return m_dir.file(name); }
 
@@ -127,6 +128,8 @@ TEST_P(open_fault, names_the_file_and_the_reason) { expect_fault(GetParam(), ope
 INSTANTIATE_TEST_SUITE_P(
     sets, open_fault,
     testing::Values(
+        named_fault{"split_piece_missing_before_a_four_digit_one", "", {"-image", "far-piece.001", "-quiet"},
+                    "prob reading image far-piece.001: the piece far-piece.002 of the set is missing\n"},
         named_fault{"split_piece_in_a_link_loop", "", {"-image", "loop-piece.001", "-quiet"},
                     "prob reading image loop-piece.001: the piece loop-piece.002 cannot be opened: Too many levels "
                     "of symbolic links\n"},
@@ -148,6 +151,9 @@ const fixture_folder& unreadable_files() {
     for (const char* name : {"ntfs-child.qcow2", "ntfs-base.qcow2"}) folder.add(std::string("containers/") + name, name);
     for (const char* name : {"ntfs-flat.vmdk", "ntfs-flat-flat.vmdk"}) folder.add(std::string("vmdk/") + name, name);
     folder.add("vmdk/ntfs-disk.raw", "unreadable.raw");
+    // A folder that can be entered but not listed.
+    folder.add_folder("unlisted", 0711);
+    for (const char* n : {"001", "002"}) folder.add(std::string("containers/ntfs-split.") + n, std::string("unlisted/p.") + n);
     for (const char* name : {"p.002", "m.E02", "ntfs-base.qcow2", "ntfs-flat-flat.vmdk", "unreadable.raw"})
       ::chmod(folder.file(name).c_str(), 0600);
     return true;
@@ -181,6 +187,9 @@ INSTANTIATE_TEST_SUITE_P(
         named_fault{"qcow2_backing_file", "", {"-image", "ntfs-child.qcow2", "-quiet"},
                     "prob reading image ntfs-child.qcow2: its backing file ntfs-base.qcow2 cannot be opened "
                     "(ntfs-child.qcow2 -> ntfs-base.qcow2): Permission denied\n"},
+        named_fault{"split_folder_listing", "", {"-image", "unlisted/p.001", "-quiet"},
+                    "prob reading image unlisted/p.001: the folder unlisted cannot be listed to check that no piece "
+                    "of the set is missing: Permission denied\n"},
         named_fault{"vmdk_flat_extent", "", {"-vmdk", "ntfs-flat.vmdk", "-quiet"},
                     "ntfs-flat-flat.vmdk can't be opened: Permission denied\nntfs-flat.vmdk can't be opened\n" +
                         invalid_vmdk}),
