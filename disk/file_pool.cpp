@@ -21,8 +21,14 @@ int file_pool::add(const std::string& path, size_t& id) {
   if (const int error = open_with_room(path, fd, true); error != 0) return error;
   const std::optional<vk::file_identity> identity = vk::identity_of_fd(fd.get());
   if (!identity) return errno;
-  id = m_files.size();
-  m_files.push_back({path, *identity, {}, 0});
+  if (m_released.empty()) {
+    id = m_files.size();
+    m_files.emplace_back();
+  } else {
+    id = m_released.back();
+    m_released.pop_back();
+  }
+  m_files[id] = {path, *identity, {}, 0};
   hold(id, std::move(fd));
   return 0;
 }
@@ -44,8 +50,9 @@ void file_pool::close_all() {
 }
 
 void file_pool::release(size_t id) {
-  m_files.at(id).fd.reset();
+  m_files.at(id) = {};
   m_open.erase(std::remove(m_open.begin(), m_open.end(), id), m_open.end());
+  m_released.push_back(id);
 }
 
 int file_pool::open_with_room(const std::string& path, vk::unique_fd& fd, bool first_time) {

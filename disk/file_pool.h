@@ -31,7 +31,8 @@ class file_pool {
   // open again when read.
   void close_all();
 
-  // Closes file `id` for good: it is not read again.
+  // Closes file `id` for good: it is not read again, and its number may be
+  // given to a file added later.
   void release(size_t id);
 
  private:
@@ -49,5 +50,6 @@ class file_pool {
   size_t m_capacity;
   std::vector<entry> m_files;
   std::vector<size_t> m_open;  // the files holding a descriptor
+  std::vector<size_t> m_released;  // numbers free for reuse
   uint64_t m_clock = 0;
 };
