@@ -32,13 +32,14 @@ bool open_volume(const indx_options& options, volume_run& run) {
   return true;
 }
 
-void resolve_path_of_entry(CNtfs& volume, dir_work_item& item) {
-  item.path = with_trailing_backslash(path_of_entry(volume, item.entry, item.reference_sequence, item.record_sequence));
+void resolve_path_of_entry(entry_paths& paths, dir_work_item& item) {
+  item.path = with_trailing_backslash(paths.path_of(item.entry, item.reference_sequence, item.record_sequence));
 }
 
 dir_work_item item_for_entry(CNtfs& volume, uint64_t entry, uint32_t level) {
   dir_work_item item{entry, 0, 0, "", level};
-  resolve_path_of_entry(volume, item);
+  entry_paths paths(volume);
+  resolve_path_of_entry(paths, item);
   return item;
 }
 
@@ -54,8 +55,8 @@ bool queue_whole_volume(volume_run& run) {
   }
   // Paths are built as the directories are taken: held all at once, those
   // of a deep chain would take memory growing with the square of its depth.
-  CNtfs& volume = *run.volume;
-  run.queue.resolve_with([&volume](dir_work_item& item) { resolve_path_of_entry(volume, item); });
+  auto paths = std::make_shared<entry_paths>(*run.volume);
+  run.queue.resolve_with([paths](dir_work_item& item) { resolve_path_of_entry(*paths, item); });
   for (const uint64_t entry : directories) {
     dir_work_item item{entry, 0, 0, "", scanned_directory_level};
     item.path_pending = true;

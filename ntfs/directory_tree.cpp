@@ -157,11 +157,12 @@ bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progre
   return true;
 }
 
-std::string path_of_entry(CNtfs& volume, uint64_t entry, uint16_t& ref_seq, uint16_t& rec_seq) {
-  const record_summary& self = summary_of(volume, entry);
-  ref_seq = rec_seq = self.sequence;
+namespace {
+
+// Walks the parent chain up from `entry`; `seen` receives every entry whose
+// name the path holds.
+std::string walk_to_root(CNtfs& volume, uint64_t entry, std::unordered_set<uint64_t>& seen) {
   std::vector<const std::string*> names;
-  std::unordered_set<uint64_t> seen;
   bool broken = false;
   for (uint64_t current = entry; current != root_directory_entry;) {
     const record_summary& here = summary_of(volume, current);
@@ -181,6 +182,39 @@ std::string path_of_entry(CNtfs& volume, uint64_t entry, uint16_t& ref_seq, uint
   std::string path = broken ? std::string(corrupted_path_text) + "\\" : "\\";
   for (auto it = names.rbegin(); it != names.rend(); ++it) path += vk::display_name(**it) + "\\";
   return path;
+}
+
+}  // namespace
+
+std::string path_of_entry(CNtfs& volume, uint64_t entry, uint16_t& ref_seq, uint16_t& rec_seq) {
+  return entry_paths(volume).path_of(entry, ref_seq, rec_seq);
+}
+
+// The walk up from `entry` would take its name, step to the entry built last
+// and go on as that walk went: `entry` has a name, the link to its parent
+// holds, and the last path does not pass through `entry` (no loop closes
+// there, which would end the walk elsewhere).
+bool entry_paths::extends_last_path(uint64_t entry) const {
+  const record_summary& self = summary_of(m_volume, entry);
+  if (!m_have_last || entry == root_directory_entry || !self.readable || !self.has_name) return false;
+  if (mft_entry_of(self.parent_ref) != m_last_entry || m_last_chain.count(entry) != 0) return false;
+  const record_summary& up = summary_of(m_volume, m_last_entry);
+  return up.readable && up.is_directory() && up.sequence == mft_sequence_of(self.parent_ref);
+}
+
+std::string entry_paths::path_of(uint64_t entry, uint16_t& ref_seq, uint16_t& rec_seq) {
+  const record_summary& self = summary_of(m_volume, entry);
+  ref_seq = rec_seq = self.sequence;
+  if (extends_last_path(entry)) {
+    m_last_path += vk::display_name(self.name) + "\\";
+    m_last_chain.insert(entry);
+  } else {
+    m_last_chain.clear();
+    m_last_path = walk_to_root(m_volume, entry, m_last_chain);
+  }
+  m_have_last = true;
+  m_last_entry = entry;
+  return m_last_path;
 }
 
 bool record_sequence(CNtfs& volume, uint64_t entry, uint16_t& seq) {

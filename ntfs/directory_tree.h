@@ -6,6 +6,7 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <unordered_set>
 
 class CNtfs;
 
@@ -35,6 +36,27 @@ bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progre
 // part above the break.  Both sequences are the one stored in the entry's
 // record: no index reference is known here.
 std::string path_of_entry(CNtfs& volume, uint64_t entry, uint16_t& ref_seq, uint16_t& rec_seq);
+
+// The paths of many entries in turn, each as path_of_entry gives it.  When an
+// entry's parent is the entry whose path was built last (a chain of
+// directories taken in order of entry numbers), that path is extended by one
+// name instead of being built again from the root, so the names of a deep
+// chain are escaped once, not once for every directory below them.  Holds the
+// last path and the entries it passes through.
+class entry_paths {
+ public:
+  explicit entry_paths(CNtfs& volume) : m_volume(volume) {}
+  std::string path_of(uint64_t entry, uint16_t& ref_seq, uint16_t& rec_seq);
+
+ private:
+  bool extends_last_path(uint64_t entry) const;
+
+  CNtfs& m_volume;
+  bool m_have_last = false;
+  uint64_t m_last_entry = 0;
+  std::string m_last_path;
+  std::unordered_set<uint64_t> m_last_chain;  // the entries whose names the last path holds
+};
 
 // The sequence number stored in the record of `entry`; false when the record
 // cannot be read.
