@@ -29,6 +29,9 @@ mkdir -p "$out"
 seed 03 ewf_tiny tiny.E01
 seed 00 qcow2_tiny tiny.qcow2
 seed 00 vhd_dynamic_empty zero.vhd
+# A QCOW2 whose 64 L1 entries all name one L2 table (hand-made, 2 KiB; the
+# fixture bad-l2-fanout.qcow2 has 262,144 of them): the table is checked once.
+python3 "$here/../tests/fixtures/containers/make_qcow_fanout.py" --seed "$out/qcow2_l2_fanout"
 head -c 8192 tiny.raw >head.raw
 seed 11 split_two_pieces head.raw
 for sample in bad-garbage.E01 bad-garbage.vhd bad-garbage.vhdx bad-garbage.qcow2 refused-aff.aff \

@@ -73,6 +73,7 @@ volume_part() {
   rm -rf "$corpus/volume_fuzz" "$corpus/mft_record_fuzz"
   tool volume-seeds "$base/ntfs_volume.base" "$corpus/volume_fuzz"
   tool mft-seeds "$base/ntfs_volume.base" "$corpus/mft_record_fuzz" "$fixtures/vol_4k_sector.img.gz"
+  tool fragmented-seeds "$fixtures/vol_fragmented.img.gz" "$corpus/mft_record_fuzz"
 }
 
 # ---------------------------------------------------------------- INDX records

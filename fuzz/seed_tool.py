@@ -309,6 +309,27 @@ def mft_seeds(base, folder, extra_image):
     save(folder, "sector4k_root", b"\1" + image[mft + 5 * 4096:mft + 6 * 4096])
 
 
+def fragmented_seeds(image_gz, folder):
+    """From vol_fragmented (tests/fixtures/make_fragmented_index.sh): the
+    record of \\fragmented, whose non-resident attribute list names its index
+    allocation in seven extension records, and the first of those, some 295
+    one-cluster runs."""
+    sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "fixtures"))
+    import tempfile
+    from fragment_index import T_ATTRIBUTE_LIST, T_INDEX_ALLOCATION, Volume, attributes, list_rows
+    with gzip.open(image_gz) as f, tempfile.NamedTemporaryFile() as image:
+        image.write(f.read())
+        image.flush()
+        volume = Volume(image.name)
+        base = volume.read_record(64)
+        attribute_list = next(attr for _at, kind, _name, attr in attributes(base) if kind == T_ATTRIBUTE_LIST)
+        first = next(row[3] & 0xFFFFFFFFFFFF for row in list_rows(volume, attribute_list)
+                     if row[0] == T_INDEX_ALLOCATION and row[2] == 0)
+        for entry, name in ((64, "fragmented_index_base"), (first, "fragmented_index_extension")):
+            at = volume.record_offset(entry)
+            save(folder, name, b"\0" + volume.map[at:at + volume.record_size])
+
+
 def indx_seeds(fixtures, folder):
     """Single records and short runs of records from the INDX fixtures."""
     def load(name):
@@ -418,6 +439,8 @@ def main():
         volume_seeds(*args)
     elif command == "mft-seeds":
         mft_seeds(*args)
+    elif command == "fragmented-seeds":
+        fragmented_seeds(*args)
     elif command == "indx-seeds":
         indx_seeds(*args)
     elif command == "partition-seed":
