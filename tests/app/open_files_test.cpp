@@ -19,6 +19,21 @@ namespace {
 
 using slix_test::run_result;
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool sanitized = true;
+#elif defined(__has_feature)
+constexpr bool sanitized = __has_feature(address_sanitizer);
+#else
+constexpr bool sanitized = false;
+#endif
+
+// Under 4 open files slix uses every descriptor it has.  The sanitizers'
+// runtime then cannot check memory (it needs a pipe of its own) and reports
+// errors that are not there, so those runs are left to the plain build.
+bool skip_when_exhausted(const std::string& wrapper) {
+  return sanitized && wrapper.find("--nofile=4") != std::string::npos;
+}
+
 // Runs slix in `cwd` behind `wrapper` (a command that execs what follows it).
 run_result run_wrapped(const std::string& wrapper, const std::string& cwd, const std::vector<std::string>& args) {
   const slix_test::temp_dir io;
@@ -81,6 +96,7 @@ void PrintTo(const whole_read& read, std::ostream* os) { *os << read.name; }
 class read_under_limit : public testing::TestWithParam<whole_read> {};
 
 TEST_P(read_under_limit, gives_the_raw_disk_output) {
+  if (skip_when_exhausted(GetParam().wrapper)) GTEST_SKIP() << "no descriptor left for the sanitizers";
   const std::string& dir = open_file_sets().path();
   const std::vector<std::string> options{"-offset", "0x100000", "-all", "-csv", "-quiet"};
   std::vector<std::string> source_args = GetParam().source, raw_args{"-image", "ntfs-disk.raw"};
@@ -94,13 +110,18 @@ TEST_P(read_under_limit, gives_the_raw_disk_output) {
   EXPECT_GT(from_raw.out.size(), 10000u);
 }
 
-// 4 open files leave one descriptor to slix besides its three standard streams.
+// Under 64 and 100 open files the pools (32 pieces, 64 extent files) never
+// run out; 4 open files leave one descriptor to slix besides its three
+// standard streams, so every file opened closes another.
 INSTANTIATE_TEST_SUITE_P(
     sets, read_under_limit,
     testing::Values(whole_read{"split_1119_pieces_64_files", "prlimit --nofile=64", {"-image", "many-pieces.001"}},
                     whole_read{"split_1119_pieces_4_files", "prlimit --nofile=4", {"-image", "many-pieces.001"}},
+                    whole_read{"vmdk_2048_extents_of_one_file_64_files", "prlimit --nofile=64",
+                               {"-vmdk", "many-extents.vmdk"}},
                     whole_read{"vmdk_2048_extents_of_one_file_4_files", "prlimit --nofile=4",
                                {"-vmdk", "many-extents.vmdk"}},
+                    whole_read{"vmdk_128_extent_files_100_files", "prlimit --nofile=100", {"-vmdk", "many-files.vmdk"}},
                     whole_read{"vmdk_128_extent_files_4_files", "prlimit --nofile=4", {"-vmdk", "many-files.vmdk"}}),
     [](const auto& info) { return info.param.name; });
 
@@ -123,7 +144,10 @@ const std::string invalid_vmdk = "invalid disk collection of snaps \n";
 
 class open_fault : public testing::TestWithParam<named_fault> {};
 
-TEST_P(open_fault, names_the_file_and_the_reason) { expect_fault(GetParam(), open_file_sets().path()); }
+TEST_P(open_fault, names_the_file_and_the_reason) {
+  if (skip_when_exhausted(GetParam().wrapper)) GTEST_SKIP() << "no descriptor left for the sanitizers";
+  expect_fault(GetParam(), open_file_sets().path());
+}
 
 INSTANTIATE_TEST_SUITE_P(
     sets, open_fault,
