@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "app/shadow_copies.h"
+#include "disk/shadow_copies.h"
 #include "support/message.h"
 #include "support/vk_string.h"
 
@@ -87,14 +89,26 @@ void read_results_file_option(arg_list& args, indx_options& options) {
   options.append = take_flag("-append", args);
 }
 
-// Volume shadow copies are a Windows service; an image holds only the
-// snapshots' raw differences, which slix does not assemble.
-bool refuse_shadow_copies(arg_list& args) {
-  std::string unused;
-  if (!take_value("-vss", args, unused)) return false;
-  vk::print_message(
-      "prob with option -vss: slix does not read volume shadow copies; export the snapshot to an image and "
-      "give it with -image\n");
+// -vss list, all or a store number.  Shadow copies are read with libvshadow:
+// a slix built without it refuses the option, naming the package.  They
+// belong to a volume, so an INDX file alone has none.
+bool refuse_shadow_copies(arg_list& args, indx_options& options) {
+  if (!take_value("-vss", args, options.shadow_copies)) return false;
+  if (!shadow_copies_supported()) {
+    vk::print_message("prob with option -vss: this slix was built without libvshadow; install libvshadow-dev and "
+                      "rebuild\n");
+    return true;
+  }
+  if (!shadow_copies_value_valid(options.shadow_copies)) {
+    vk::print_message("prob with option -vss: \"%s\" is not list, all or a store number from 1\n",
+                      vk::escape_controls(options.shadow_copies).c_str());
+    return true;
+  }
+  const bool volume_source = !options.image_file.empty() || !options.vmdk_list.empty() ||
+                             !options.drive_number.empty() || !options.partition.empty();
+  if (volume_source) return false;
+  vk::print_message("prob with option -vss: shadow copies are read from a volume (-image, -vmdk, -drivenum, "
+                    "-partition)\n");
   return true;
 }
 
@@ -113,7 +127,7 @@ int read_source_options(arg_list& args, indx_options& options) {
   take_value("-drivenum", args, options.drive_number);
   take_value("-partition", args, options.partition);
   take_value("-indxfile", args, options.indx_file);
-  if (refuse_shadow_copies(args)) return reader_failed;
+  if (refuse_shadow_copies(args, options)) return reader_failed;
   // -pipe alone names its INDX files on standard input; an empty list is
   // found wanting once it has been read.
   const bool any_source = !options.image_file.empty() || !options.vmdk_list.empty() ||

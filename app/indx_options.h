@@ -10,6 +10,8 @@
 
 #include "report/report_options.h"
 
+class snapshot_gate;
+
 struct indx_options : report_options {
   // Sources.
   std::string image_file;
@@ -46,6 +48,11 @@ struct indx_options : report_options {
   // A carved reference with sequence 0 and an entry number above this is
   // reported as 0.  Unlimited for INDX files; the MFT size on a volume.
   uint64_t max_plausible_entry = std::numeric_limits<uint64_t>::max();
+
+  // -vss: "list", "all" or a store number (from 1); empty without -vss.
+  std::string shadow_copies;
+  // With -vss all: the gate every entry passes before it is written.
+  snapshot_gate* snapshots = nullptr;
 
   std::string version_label = "ver: 0.58";
 };

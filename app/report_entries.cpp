@@ -1,5 +1,7 @@
 #include "app/report_entries.h"
 
+#include "app/snapshot_gate.h"
+
 bool entry_selected(const indx_options& options, const indx_entry& entry) {
   if (options.slack) return !entry.is_valid;
   return !options.valid || entry.is_valid;
@@ -9,7 +11,10 @@ namespace {
 
 void write_entry(const indx_entry& entry, const indx_options& options, entry_writer& writer,
                  const source_buffers& buffers) {
-  if (entry_selected(options, entry)) writer.write(entry, buffers.of(entry.offset.frame));
+  const bool selected = entry_selected(options, entry);
+  const indx_entry* shown = &entry;
+  if (options.snapshots != nullptr) shown = options.snapshots->admit(entry, writer.directory(), selected);
+  if (selected && shown != nullptr) writer.write(*shown, buffers.of(entry.offset.frame));
 }
 
 }  // namespace

@@ -40,6 +40,8 @@ class report_output {
 
   // The writer of the begun report.
   entry_writer& writer();
+  // The begun report's destination, for lines that are not entries (-vss list).
+  vk::output_sink& sink() { return *m_sink; }
 
   // A run that ended before its report began still shows, on standard output,
   // the header of what was asked; never on a standard output that is one of

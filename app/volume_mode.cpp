@@ -7,6 +7,7 @@
 #include "app/dir_queue.h"
 #include "report/entry_writer.h"
 #include "app/report_entries.h"
+#include "app/shadow_copies.h"
 #include "app/volume_source.h"
 #include "app/directory_streams.h"
 #include "ntfs/directory_tree.h"
@@ -174,6 +175,25 @@ int analyse_volume(volume_run& run, indx_options& options, report_output& output
   return 0;
 }
 
+// One state of the volume for -vss: the live volume, or a shadow copy's
+// store with its NTFS volume at offset 0.
+int analyse_state(volume_run& live, indx_options& options, report_output& output, std::unique_ptr<disk> store) {
+  if (!store) return analyse_volume(live, options, output);
+  volume_run run;
+  run.source = std::move(store);
+  run.volume = CNtfs::open(*run.source, 0);
+  if (!run.volume) return shadow_store_not_ntfs;
+  const int status = analyse_volume(run, options, output);
+  report_failed_reads(run, options);
+  return status;
+}
+
+int analyse_volume_or_shadow_copies(volume_run& run, indx_options& options, report_output& output) {
+  if (options.shadow_copies.empty() || !run.volume) return analyse_volume(run, options, output);
+  return run_shadow_copies(*run.source, run.volume->volume_offset(), options, output,
+                           [&](std::unique_ptr<disk> store) { return analyse_state(run, options, output, std::move(store)); });
+}
+
 // The files the command line names; the opener records every file it opens
 // besides (segments, extents, parents).
 std::vector<std::string> named_volume_sources(const indx_options& options) {
@@ -196,7 +216,7 @@ int run_volume_mode(indx_options& options, report_output& output) {
     vk::print_message("prob analyzing directory %s\n", "");
     return -1;
   }
-  const int status = analyse_volume(run, options, output);
+  const int status = analyse_volume_or_shadow_copies(run, options, output);
   report_failed_reads(run, options);
   return status;
 }

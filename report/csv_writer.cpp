@@ -10,7 +10,8 @@
 namespace {
 
 // Column widths of the fixed columns.
-constexpr size_t number_width = 10, type_width = 5, dir_file_width = 8, name_width = 30, comment_width = 15;
+constexpr size_t number_width = 10, type_width = 5, dir_file_width = 8, name_width = 30, comment_width = 15,
+                 snapshot_width = 27;
 
 }  // namespace
 
@@ -43,6 +44,7 @@ csv_writer::csv_writer(const report_options& options)
   add_column("slack comment", comment_width);
   if (!options.username.empty()) add_column("username", options.username.size());
   if (!options.hostname.empty()) add_column("hostname", options.hostname.size());
+  if (!options.snapshot.empty()) add_column("snapshot", snapshot_width);
 }
 
 void csv_writer::add_column(std::string name, size_t width) {
@@ -79,6 +81,7 @@ std::string_view csv_writer::row(const indx_entry& entry, const std::string& dir
   add_cell(entry.annotation);
   if (!m_options.username.empty()) add_cell(m_options.username);
   if (!m_options.hostname.empty()) add_cell(m_options.hostname);
+  if (!m_options.snapshot.empty()) add_cell(m_options.snapshot);
   SLIX_CHECK(m_next_column == m_columns.size());
   return m_line.finish_view();
 }

@@ -77,7 +77,7 @@ const char* validity_word(const indx_entry& entry) { return entry.is_valid ? "va
 
 void append_validity_text(std::string& out, const indx_entry& entry) {
   out += validity_word(entry);
-  if (!entry.is_valid && !entry.annotation.empty()) {
+  if (!entry.annotation.empty()) {
     out += ", ";
     out += entry.annotation;
   }

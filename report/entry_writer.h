@@ -22,6 +22,7 @@ class entry_writer {
   // Directory path put before every name ("" in INDX-file mode; "\\dir\\"
   // style in volume mode, always ending in a backslash).
   void set_directory(const std::string& path);
+  const std::string& directory() const { return m_directory; }
   // The evidence the following entries come from (-jsonl names it on every
   // line): each INDX file in turn.  A volume's is report_options::evidence.
   void set_evidence(const std::string& name) { m_evidence = name; }

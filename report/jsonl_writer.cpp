@@ -149,6 +149,7 @@ std::string_view jsonl_writer::lines(const indx_entry& entry, const std::string&
     add_entry_members(line, entry);
     if (!m_options.username.empty()) line.text("username", m_options.username);
     if (!m_options.hostname.empty()) line.text("hostname", m_options.hostname);
+    if (!m_options.snapshot.empty()) line.text("snapshot", m_options.snapshot);
     line.finish();
   }
   return m_lines;

@@ -33,4 +33,8 @@ struct report_options {
   // the -image path, the -vmdk list, or the device.  INDX-file mode names
   // each file itself (entry_writer::set_evidence).
   std::string evidence;
+  // -vss all: the state of the volume the entries come from, "live" or a
+  // shadow copy's number and creation time ("2 (2020-07-25 12:27:05 UTC)").
+  // Every layout but the bodyfile names it; empty, none has the column.
+  std::string snapshot;
 };

@@ -101,6 +101,7 @@ std::string_view text_block_writer::block(const indx_entry& entry, const std::st
   m_block += m_flags_text.text_of(entry.attr_flags());
   m_block += "]\n";
   line("Source type:", source_type_text(entry.attr_type));
+  if (!m_options.snapshot.empty()) line("Snapshot:", m_options.snapshot);
   if (!m_options.username.empty()) line("Username:", m_options.username);
   if (!m_options.hostname.empty()) line("Hostname:", m_options.hostname);
   if (m_options.hexdump) hex_dump(entry, record_buffer);

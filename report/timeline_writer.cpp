@@ -90,7 +90,9 @@ timeline_record make_timeline_record(const indx_entry& entry, const std::string&
   record.notes = "indx offset: " + cell_number(entry.offset.bytes, options.base10);
   record.user = options.username;
   record.host = options.hostname;
-  if (!entry.is_valid) record.extra = entry.annotation;
+  if (!options.snapshot.empty()) record.notes += "; snapshot: " + options.snapshot;
+  // A live entry's only annotation is "deleted since the snapshot" (-vss all).
+  record.extra = entry.annotation;
   return record;
 }
 
