@@ -164,6 +164,7 @@ void read_selection_options(arg_list& args, indx_options& options) {
   options.hexdump = take_flag("-hexdump", args);
   options.ignore_image_size = take_flag("-ignore_image_size", args);
   options.raw_dump = take_flag("-rawdump", args);
+  options.unalloc = take_flag("-unalloc", args);
 }
 
 void read_volume_target_options(arg_list& args, indx_options& options) {

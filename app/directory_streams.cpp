@@ -14,6 +14,7 @@
 #include "indx/indx_format.h"
 #include "indx/merge.h"
 #include "indx/node_parser.h"
+#include "indx/slack_carver.h"
 #include "ntfs/attributes.h"
 #include "ntfs/mft_format.h"
 #include "ntfs/mft_record.h"
@@ -259,6 +260,38 @@ void keep_live_entries(entry_stores& from, entry_stores& to, const entry_report&
   from.clear();
 }
 
+// When a directory's index root shrinks (its entries moved out to INDX
+// records, or deleted), the record's used size shrinks and the old entries
+// stay past it.  They are carved with the directory's own reference as the
+// parent to look for, and belong to this directory; only an entry whose
+// parent field is whole (a sequence number) and names another directory is
+// left out: an attribute left by an earlier owner of the record.
+bool carve_record_slack(CNtfs& volume, uint64_t entry, entry_stores& stores, kept_records& carved) {
+  byte_array record;
+  bool bad = false;
+  const std::optional<uint64_t> position = volume.record_position(entry);
+  if (!position || !volume.fetch_record(record, bad, entry) || bad || !has_file_signature(record)) return false;
+  const vk::le_reader header(record);
+  const uint64_t used = header.u32(mft_format::rec_bytes_in_use);
+  const uint64_t end = std::min<uint64_t>(header.u32(mft_format::rec_bytes_allocated), record.size());
+  if (used >= end) return false;
+  entry_stores found;
+  const mft_ref self = make_mft_ref(entry, header.u16(mft_format::rec_sequence));
+  carve_node_slack(found, self, header.sub(used, end - used), source_offset{offset_frame::volume, *position + used});
+  for (const uint32_t number : found.slack) {
+    const mft_ref parent = found.entries[number].parent_ref();
+    if (mft_sequence_of(parent) == 0 || mft_entry_of(parent) == entry) stores.add_slack(std::move(found.entries[number]));
+  }
+  if (stores.empty()) return false;
+  carved.keep(*position, record);
+  return true;
+}
+
+void note_allocation_clusters(const data_run_list& runs, directory_index& out) {
+  for (const data_run& run : runs)
+    if (!run.sparse && run.lcn >= 0) out.allocation_clusters.emplace_back(static_cast<uint64_t>(run.lcn), run.cluster_count);
+}
+
 }  // namespace
 
 void directory_index::clear() {
@@ -266,6 +299,8 @@ void directory_index::clear() {
   alloc.clear();
   stores.clear();
   report.clear();
+  carved.clear();
+  allocation_clusters.clear();
 }
 
 bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entry, uint16_t record_sequence,
@@ -280,24 +315,29 @@ bool analyse_directory(CNtfs& volume, const indx_options& options, uint64_t entr
   index_pass pass{volume, make_mft_ref(entry, record_sequence), true, stores, bitmap_of(volume, record)};
   bool root_done = false, alloc_done = false, collected = false;
   for (const mft_attribute& attribute : record.attributes) {
-    uint32_t type = 0;
+    entry_source source = entry_source::index_root;
     if (!root_done && is_index_attribute(attribute, mft_format::type_index_root)) {
       raw_dump dump(options, ".indx.root.bin");
       parse_root(pass, attribute, out.root, dump);
-      type = mft_format::type_index_root;
       root_done = true;
     } else if (!alloc_done && is_index_attribute(attribute, mft_format::type_index_allocation)) {
       raw_dump dump(options, ".indx.alloc.bin");
       const data_run_list runs = stream_runs(record.attributes, attribute.type, index_name);
       reserve_for_allocation(volume, runs, out.report, stores, out.alloc);
+      if (options.unalloc) note_allocation_clusters(runs, out);
       parse_allocation(pass, runs, out.alloc, dump);
-      type = mft_format::type_index_allocation;
+      source = entry_source::index_allocation;
       alloc_done = true;
     } else {
       continue;
     }
     if (!entries_may_be_live) stores.demote_valid_entries();
-    collected |= merge_entries(out.report, stores, type, options.max_plausible_entry, &out.stores.valid);
+    collected |= merge_entries(out.report, stores, source, options.max_plausible_entry, &out.stores.valid);
+    keep_live_entries(stores, out.stores, out.report);
+  }
+  if (options.unalloc && carve_record_slack(volume, entry, stores, out.carved)) {
+    collected |= merge_entries(out.report, stores, entry_source::mft_slack, options.max_plausible_entry,
+                               &out.stores.valid);
     keep_live_entries(stores, out.stores, out.report);
   }
   return collected;

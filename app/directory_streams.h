@@ -13,6 +13,7 @@
 
 #include "app/indx_options.h"
 #include "indx/entry_store.h"
+#include "indx/found_record.h"
 #include "ntfs/path_lookup.h"
 #include "ntfs/volume_caches.h"
 #include "support/types.h"
@@ -32,6 +33,10 @@ struct directory_index {
   // the report.)
   entry_stores stores;
   entry_report report;
+  // With -unalloc: the bytes of the MFT record whose slack was carved, and
+  // the clusters of the allocation read (the free-space scan skips them).
+  kept_records carved;
+  std::vector<std::pair<uint64_t, uint64_t>> allocation_clusters;
 
   void clear();
 };
@@ -41,6 +46,8 @@ struct directory_index {
 // The entries of INDX records that the index's $BITMAP marks as released,
 // and all entries of a directory whose MFT record is not in use, are merged
 // as slack.
+// With options.unalloc the slack of the directory's MFT record (past its
+// used size) is carved too and merged as the entries of a third source.
 // `record_sequence` completes the directory's reference that the slack
 // carver searches for.  With options.raw_dump the raw streams are written to
 // files named after options.dump_base_name.  True when at least one entry

@@ -83,11 +83,21 @@ bool indx_file_mode(const indx_options& options) {
   return !has_volume_source(options) && (!options.indx_file.empty() || options.pipe);
 }
 
+// Options that read what only a volume has (its free clusters, its MFT)
+// mean nothing to a file of INDX records.
+bool refuse_volume_options(const indx_options& options) {
+  if (!options.unalloc) return false;
+  vk::print_message(
+      "prob with option -unalloc: it searches a volume's free clusters and MFT records, which an INDX file does not "
+      "have; give the volume with -image, -vmdk, -partition or -drivenum\n");
+  return true;
+}
+
 int run_mode(indx_options& options, const std::string& header, const arg_list& args) {
   report_output output(options, header);
   int status = 0;
   if (indx_file_mode(options)) {
-    status = run_indx_mode(options, output);
+    status = refuse_volume_options(options) ? -1 : run_indx_mode(options, output);
   } else {
     options.evidence = volume_evidence(options);
     status = run_volume_mode(options, output);

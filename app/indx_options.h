@@ -41,6 +41,9 @@ struct indx_options : report_options {
   bool append = false;
   bool pipe = false;
 
+  // -unalloc: index records in free clusters and entries in MFT record slack.
+  bool unalloc = false;
+
   // Raw dumps of a directory's index streams (".indx.root.bin", ".indx.alloc.bin").
   bool raw_dump = false;
   std::string dump_base_name;

@@ -10,6 +10,7 @@
 #include "app/shadow_copies.h"
 #include "app/volume_source.h"
 #include "app/directory_streams.h"
+#include "app/unalloc_pass.h"
 #include "ntfs/directory_tree.h"
 #include "ntfs/ntfs.h"
 #include "ntfs/path_lookup.h"
@@ -24,6 +25,8 @@ struct volume_run {
   std::unique_ptr<CNtfs> volume;
   dir_queue queue;
   directory_index index;
+  // With -unalloc: what the directories tell the free-space search.
+  std::optional<unalloc_pass> unalloc;
 };
 
 bool open_volume(const indx_options& options, volume_run& run) {
@@ -128,11 +131,15 @@ void run_directory_loop(volume_run& run, indx_options& options, entry_writer& wr
   while (auto item = run.queue.take_next()) {
     if (output.failed()) return;
     vk::status_line::show(parsing_status_text(item->path));
-    if (!analyse_item(run, options, *item)) continue;
+    const bool analysed = analyse_item(run, options, *item);
+    if (run.unalloc) run.unalloc->note_directory(*item, run.index);
+    if (!analysed) continue;
     if (item->level < options.level) queue_children(run, *item);
     writer.set_directory(item->path);
     write_selected_entries(run.index.report, options, writer,
-                           source_buffers{.index_root_node = run.index.root, .allocation_stream = run.index.alloc});
+                           source_buffers{.index_root_node = run.index.root,
+                                          .allocation_stream = run.index.alloc,
+                                          .carved = &run.index.carved});
   }
 }
 
@@ -171,7 +178,9 @@ int analyse_volume(volume_run& run, indx_options& options, report_output& output
   options.max_plausible_entry = run.volume->mft_record_count();
   if (!queue_start_directories(run, options)) return -1;
   if (!output.begin()) return -1;
+  if (options.unalloc) run.unalloc.emplace(*run.volume, options);
   run_directory_loop(run, options, output.writer(), output);
+  if (run.unalloc && !output.failed()) run.unalloc->run(output);
   return 0;
 }
 

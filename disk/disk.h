@@ -42,6 +42,11 @@ class disk {
   // claims to hold (a block past the end of the file, a damaged chunk).
   virtual uint64_t failed_reads() const { return 0; }
 
+  // The first offset at or after `offset` that may hold anything but zeros:
+  // a hole of a sparse image reads as zeros, so a search may pass it over.
+  // `offset` itself when the source cannot tell; size() when nothing follows.
+  virtual uint64_t next_data(uint64_t offset) const { return offset; }
+
   // True when the whole buffer was read.
   bool read_exact(uint64_t offset, std::span<uint8_t> buffer) {
     return !buffer.empty() && read(offset, buffer) == buffer.size();

@@ -47,3 +47,12 @@ size_t image_disk::read(uint64_t offset, std::span<uint8_t> buffer) {
   const size_t wanted = static_cast<size_t>(std::min<uint64_t>(buffer.size(), m_size - offset));
   return read_fd_at(m_fd.get(), offset, buffer.first(wanted));
 }
+
+uint64_t image_disk::next_data(uint64_t offset) const {
+  if (!m_fd.valid() || offset >= m_size) return offset;
+  const off_t data = ::lseek(m_fd.get(), static_cast<off_t>(offset), SEEK_DATA);
+  if (data >= 0) return static_cast<uint64_t>(data);
+  // ENXIO: only a hole follows; anything else (a device, a file system
+  // without the call): no knowledge.
+  return errno == ENXIO ? m_size : offset;
+}

@@ -21,6 +21,7 @@ class image_disk : public disk {
   int open_error() const { return m_open_error; }
   uint64_t size() const override { return m_size; }
   size_t read(uint64_t offset, std::span<uint8_t> buffer) override;
+  uint64_t next_data(uint64_t offset) const override;
 
  private:
   vk::unique_fd m_fd;

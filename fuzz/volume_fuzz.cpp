@@ -10,7 +10,8 @@
 // its slack, a deleted and a renamed directory, reparse points under links
 // (symlink to c, junction to b, relative to d, and loop, a symlink to
 // itself), and hardlinks\original.txt with 31 names and an attribute list;
-// the lookups below walk those paths.
+// the lookups below walk those paths.  Every directory's MFT record slack is
+// carved, and the free clusters are searched for INDX records.
 #include <cstddef>
 #include <cstdint>
 #include <set>
@@ -19,6 +20,7 @@
 #include "app/directory_streams.h"
 #include "app/indx_options.h"
 #include "disk/memory_disk.h"
+#include "indx/free_space_scan.h"
 #include "fuzz/overlay_disk.h"
 #include "ntfs/directory_tree.h"
 #include "ntfs/ntfs.h"
@@ -39,6 +41,8 @@ void analyse_volume(disk& source) {
   list_directories(volume, dirs);
   indx_options options;
   options.max_plausible_entry = volume.mft_record_count();
+  // -unalloc: each directory's MFT record slack is carved too.
+  options.unalloc = true;
   directory_index index;
   for (uint64_t dir : dirs) {
     uint16_t ref_seq = 0, rec_seq = 0;
@@ -52,6 +56,19 @@ void analyse_volume(disk& source) {
     uint16_t seq = 0;
     entry_of_path(volume, path, children_of_directories(volume), entry, seq);
   }
+  // The free-space search takes in and parses whatever INDX records the
+  // free clusters hold.
+  cluster_ranges skipped;
+  skipped.add(volume.mft_record_count() % 97, 3);
+  skipped.seal();
+  free_space_scan scan;
+  scan.skipped = &skipped;
+  scan.found = [](found_index_record&& record) {
+    entry_stores stores;
+    parse_found_record(record, stores);
+    majority_parent(stores);
+  };
+  scan_free_space(volume, scan);
 }
 
 }  // namespace

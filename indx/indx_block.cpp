@@ -40,5 +40,5 @@ bool analyse_indx_block(std::span<uint8_t> block, uint64_t parent_entry, uint64_
     const source_offset node_offset{offset_frame::indx_file, k * indx_format::record_size + indx_format::rec_node_header};
     if (!parse_index_node(stores, make_mft_ref(parent_entry, 0), node, node_offset, true)) break;
   }
-  return merge_entries(report, stores, mft_format::type_index_allocation, max_plausible_entry);
+  return merge_entries(report, stores, entry_source::index_allocation, max_plausible_entry);
 }

@@ -18,7 +18,16 @@ namespace fnf = file_name_format;
 // offset indexes (for -hexdump): a file of INDX records read whole, from its
 // first byte; the index root's node, from its node header; a directory's
 // $INDEX_ALLOCATION stream as read, from its first byte.
-enum class offset_frame : uint8_t { indx_file, index_root_node, allocation_stream };
+// Entries carved from a volume's free clusters or from the slack of an MFT
+// record count from the volume's first byte; their bytes are kept with the
+// records they were carved from.
+enum class offset_frame : uint8_t { indx_file, index_root_node, allocation_stream, volume };
+
+// Where an entry was found: the index root in the directory's MFT record, an
+// INDX record of its allocation (or of an INDX file), an INDX record lying in
+// the volume's free clusters, or the slack of an MFT record past its used
+// size.
+enum class entry_source : uint8_t { index_root, index_allocation, unallocated, mft_slack };
 
 struct source_offset {
   offset_frame frame = offset_frame::indx_file;
@@ -37,8 +46,7 @@ struct indx_entry {
   source_offset offset;
   // 82 + 2 x name length: the span reported and used for overlap tests.
   uint32_t size = 0;
-  // 0x90 for an entry of the index root, 0xA0 for an INDX record.
-  uint32_t attr_type = mft_format::type_index_allocation;
+  entry_source source = entry_source::index_allocation;
   bool is_dir = false;
   bool mtime_unconvertible = false;
   std::string annotation;

@@ -189,7 +189,7 @@ std::string identity_key(const indx_entry& entry) {
   return key;
 }
 
-bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_type, uint64_t max_plausible_entry,
+bool merge_entries(entry_report& report, entry_stores& stores, entry_source source, uint64_t max_plausible_entry,
                    const valid_store* live_elsewhere) {
   if (stores.empty()) return false;
   stores.seal();
@@ -199,14 +199,14 @@ bool merge_entries(entry_report& report, entry_stores& stores, uint32_t attr_typ
   std::vector<uint32_t> merged;
   merged.reserve(stores.valid.size() + stores.slack.size());
   for (const uint32_t number : stores.valid.numbers()) {
-    report.entries[number].attr_type = attr_type;
+    report.entries[number].source = source;
     merged.push_back(number);
   }
   for (const uint32_t number : slack_by_parent(report, std::move(stores.slack), base)) {
     indx_entry& entry = report.entries[number];
     entry.mtime_unconvertible = !vk::filetime_converts(entry.modified());
     if (entry.name.empty()) continue;
-    entry.attr_type = attr_type;
+    entry.source = source;
     if (mft_sequence_of(entry.file_ref) == 0 && mft_entry_of(entry.file_ref) > max_plausible_entry) entry.file_ref = 0;
     entry.annotation = annotate(entry, report, stores.valid, live_elsewhere);
     merged.push_back(number);

@@ -217,6 +217,8 @@ std::string entry_paths::path_of(uint64_t entry, uint16_t& ref_seq, uint16_t& re
   return m_last_path;
 }
 
+const record_summary& record_summary_of(CNtfs& volume, uint64_t entry) { return summary_of(volume, entry); }
+
 bool record_sequence(CNtfs& volume, uint64_t entry, uint16_t& seq) {
   const record_summary& summary = summary_of(volume, entry);
   seq = summary.sequence;

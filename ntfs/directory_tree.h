@@ -58,6 +58,11 @@ class entry_paths {
   std::unordered_set<uint64_t> m_last_chain;  // the entries whose names the last path holds
 };
 
+// What path building knows of the record of `entry` (read once, then
+// cached in the volume).
+struct record_summary;
+const record_summary& record_summary_of(CNtfs& volume, uint64_t entry);
+
 // The sequence number stored in the record of `entry`; false when the record
 // cannot be read.
 bool record_sequence(CNtfs& volume, uint64_t entry, uint16_t& seq);

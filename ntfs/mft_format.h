@@ -14,6 +14,7 @@ namespace mft_format {
 constexpr size_t rec_sequence = 16;  // u16: incremented each time the record is reused
 constexpr size_t rec_first_attribute = 20;  // u16: offset of the first attribute
 constexpr size_t rec_flags = 22;  // u16: 0x0001 in use, 0x0002 directory
+constexpr size_t rec_bytes_in_use = 24;  // u32: bytes of the record in use; the rest is slack
 constexpr size_t rec_bytes_allocated = 28;  // u32: allocated size of the record
 constexpr size_t rec_base_ref = 32;  // u64 mft_ref: base record of an extension record, else 0
 

@@ -193,3 +193,9 @@ uint64_t CNtfs::cluster_limit() const {
   const uint64_t source_clusters = source_bytes / m_cluster_size;
   return m_total_clusters == 0 ? source_clusters : std::min(m_total_clusters, source_clusters);
 }
+
+uint64_t CNtfs::next_data(uint64_t position) const {
+  if (position > UINT64_MAX - m_volume_offset) return position;
+  const uint64_t data = m_disk.next_data(m_volume_offset + position);
+  return data > m_volume_offset + position ? data - m_volume_offset : position;
+}

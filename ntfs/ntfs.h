@@ -64,6 +64,10 @@ class CNtfs {
   // signature check.
   bool fetch_record(byte_array& buffer, bool& bad, uint64_t entry);
 
+  // The first position at or after `position` (from the volume start) that
+  // may hold anything but zeros; see disk::next_data.
+  uint64_t next_data(uint64_t position) const;
+
   // Reads bytes at a position relative to the volume start.
   bool read_volume(uint64_t position, std::span<uint8_t> buffer);
   // The most clusters any stream of this volume can cover: the volume's own

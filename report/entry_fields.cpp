@@ -67,10 +67,24 @@ std::string attr_flags_text(uint32_t flags) {
   return text;
 }
 
-std::string_view source_type_text(uint32_t attr_type) {
-  if (attr_type == mft_format::type_index_allocation) return "indx alloc";
-  if (attr_type == mft_format::type_index_root) return "indx root";
+std::string_view source_type_text(entry_source source) {
+  switch (source) {
+    case entry_source::index_root: return "indx root";
+    case entry_source::index_allocation: return "indx alloc";
+    case entry_source::unallocated: return "indx unalloc";
+    case entry_source::mft_slack: return "mft slack";
+  }
   return "unk";
+}
+
+std::string_view index_source_word(entry_source source) {
+  switch (source) {
+    case entry_source::index_root: return "root";
+    case entry_source::index_allocation: return "allocation";
+    case entry_source::unallocated: return "unallocated";
+    case entry_source::mft_slack: return "mft_slack";
+  }
+  return "unknown";
 }
 
 const char* validity_word(const indx_entry& entry) { return entry.is_valid ? "valid" : "slack"; }

@@ -49,7 +49,9 @@ class flags_text_cache {
 };
 
 // "indx alloc", "indx root" or "unk" after the attribute type the entry came from.
-std::string_view source_type_text(uint32_t attr_type);
+std::string_view source_type_text(entry_source source);
+// The same as one word, for JSON: "root", "allocation", "unallocated", "mft_slack".
+std::string_view index_source_word(entry_source source);
 
 // "valid" or "slack".
 const char* validity_word(const indx_entry& entry);

@@ -19,12 +19,6 @@ constexpr int fraction_digits = 7;
 constexpr uint64_t ticks_per_microsecond = 10;
 constexpr int64_t microseconds_per_second = 1000000;
 
-std::string_view index_source_of(const indx_entry& entry) {
-  if (entry.attr_type == mft_format::type_index_allocation) return "allocation";
-  if (entry.attr_type == mft_format::type_index_root) return "root";
-  return "unknown";
-}
-
 // The datetime text of a whole second: "2026-11-22T11:10:21.", to which the
 // seven fraction digits and "Z" are added.  Years run from 1601 to 9999, so
 // every part is two digits but the year, which is four.
@@ -94,7 +88,7 @@ void jsonl_writer::add_entry_members(json_object& line, const indx_entry& entry)
       .word("flags_text", m_flags_text.text_of(entry.attr_flags()))
       .json_string("name", m_name_json)
       .json_string("directory", m_directory_json.json)
-      .word("index_source", index_source_of(entry))
+      .word("index_source", index_source_word(entry.source))
       .json_string("evidence", m_evidence_json.json);
 }
 

@@ -66,9 +66,13 @@ void text_block_writer::time_line(std::string_view label_text, uint64_t filetime
 
 // The entry's bytes from its offset, clipped at the end of the buffer.  An
 // entry at offset 0 is not dumped.
+// An entry carved from the volume comes with its own bytes, from its first
+// byte to the end of its record.
 void text_block_writer::hex_dump(const indx_entry& entry, std::span<const uint8_t> record_buffer) {
-  if (record_buffer.empty() || entry.offset.bytes == 0 || entry.offset.bytes >= record_buffer.size()) return;
-  const size_t start = static_cast<size_t>(entry.offset.bytes);
+  const bool own_bytes = entry.offset.frame == offset_frame::volume;
+  if (record_buffer.empty() || (!own_bytes && (entry.offset.bytes == 0 || entry.offset.bytes >= record_buffer.size())))
+    return;
+  const size_t start = own_bytes ? 0 : static_cast<size_t>(entry.offset.bytes);
   const size_t left = record_buffer.size() - start;
   const size_t length = entry.size < left ? entry.size : left;
   m_block += format_hex_dump(vk::binary_data(record_buffer.subspan(start, length)), entry.offset.bytes);
@@ -100,7 +104,7 @@ std::string_view text_block_writer::block(const indx_entry& entry, const std::st
   m_block += " [";
   m_block += m_flags_text.text_of(entry.attr_flags());
   m_block += "]\n";
-  line("Source type:", source_type_text(entry.attr_type));
+  line("Source type:", source_type_text(entry.source));
   if (!m_options.snapshot.empty()) line("Snapshot:", m_options.snapshot);
   if (!m_options.username.empty()) line("Username:", m_options.username);
   if (!m_options.hostname.empty()) line("Hostname:", m_options.hostname);

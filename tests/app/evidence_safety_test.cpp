@@ -84,7 +84,7 @@ using stdout_guard = in_evidence_folder<stdout_case>;
 
 TEST_P(stdout_guard, writes_nothing_into_a_source) {
   const stdout_case& c = GetParam();
-  slix_test::shell("cd '" + dir.path() + "' && gzip -dc '" + slix_test::fixture("safety/vol_hostile_names.img.gz") +
+  slix_test::shell("cd '" + dir.path() + "' && gzip -dc '" + slix_test::fixture("safety/vol_dump_names.img.gz") +
                    "' > v.img");
   const std::vector<uint8_t> before = slix_test::read_file(dir.file(c.protected_file));
   int status = 0;
@@ -162,7 +162,7 @@ TEST(raw_dump, names_cannot_leave_the_current_folder) {
   slix_test::temp_dir dir;
   const std::string work = dir.file("a/b");
   fs::create_directories(work);
-  ASSERT_TRUE(slix_test::gunzip(slix_test::fixture("safety/vol_hostile_names.img.gz"), work + "/v.img"));
+  ASSERT_TRUE(slix_test::gunzip(slix_test::fixture("safety/vol_dump_names.img.gz"), work + "/v.img"));
   const std::string probe = "/tmp/slix-rawdump-probe";
   fs::create_directories(probe);
   slix_test::write_file(probe + "/evil.indx.root.bin", std::vector<uint8_t>(100000, 0x5a));
@@ -183,7 +183,7 @@ TEST(raw_dump, names_cannot_leave_the_current_folder) {
 // A dump that cannot be written is named, with the reason; the run goes on.
 TEST(raw_dump, a_dump_not_written_is_named) {
   slix_test::temp_dir dir;
-  ASSERT_TRUE(slix_test::gunzip(slix_test::fixture("safety/vol_hostile_names.img.gz"), dir.file("v.img")));
+  ASSERT_TRUE(slix_test::gunzip(slix_test::fixture("safety/vol_dump_names.img.gz"), dir.file("v.img")));
   fs::create_directory(dir.file("root.indx.root.bin"));
   const slix_test::run_result run = slix_test::run_slix({"-image", "v.img", "-mft", "5", "-rawdump"}, "", dir.path());
   EXPECT_EQ(run.status, 0);

@@ -22,9 +22,11 @@ void add_slack(entry_stores& stores, const entry_plan& plan, uint64_t offset = 0
   stores.add_slack(make_entry(plan, false, offset));
 }
 entry_report merged(entry_stores& stores, uint64_t max_plausible_entry = ~0ULL,
-                    uint32_t attr_type = mf::type_index_allocation) {
+                    entry_source source = entry_source::index_allocation) {
   entry_report report;
-  EXPECT_EQ(merge_entries(report, stores, attr_type, max_plausible_entry), !stores.empty());
+  // The merge empties the stores: ask first.
+  const bool has_entries = !stores.empty();
+  EXPECT_EQ(merge_entries(report, stores, source, max_plausible_entry), has_entries);
   return report;
 }
 
@@ -64,14 +66,14 @@ TEST(merge, slack_copy_of_a_name_live_in_the_other_attribute_is_not_deleted) {
   changed.changed += 9;
   add_slack(allocation, changed);
   entry_report report;
-  ASSERT_TRUE(merge_entries(report, root, mf::type_index_root, ~0ULL));
-  ASSERT_TRUE(merge_entries(report, allocation, mf::type_index_allocation, ~0ULL, &root.valid));
+  ASSERT_TRUE(merge_entries(report, root, entry_source::index_root, ~0ULL));
+  ASSERT_TRUE(merge_entries(report, allocation, entry_source::index_allocation, ~0ULL, &root.valid));
   ASSERT_EQ(report.by_time.size(), 2u);
   EXPECT_EQ(report.entries[report.by_time[1]].annotation, "modified [..c.]");
   entry_stores same_allocation;
   add_slack(same_allocation, changed);
   entry_report alone;
-  ASSERT_TRUE(merge_entries(alone, same_allocation, mf::type_index_allocation, ~0ULL));
+  ASSERT_TRUE(merge_entries(alone, same_allocation, entry_source::index_allocation, ~0ULL));
   ASSERT_EQ(alone.by_time.size(), 1u);
   EXPECT_EQ(alone.in_time_order()[0]->annotation, "deleted");
 }
@@ -118,11 +120,11 @@ TEST(merge, stamps_orders_by_modified_time_and_clears_implausible_references) {
   add_slack(stores, {.name = "early.txt", .modified = 0, .file_ref = make_mft_ref(5000, 1)});
   add_slack(stores, {.name = "", .modified = 0});
   std::string order;
-  const entry_report report = merged(stores, 1000, mf::type_index_root);
+  const entry_report report = merged(stores, 1000, entry_source::index_root);
   for (const indx_entry* listed : report.in_time_order()) {
     const indx_entry& entry = *listed;
     order += entry.name + "|";
-    EXPECT_EQ(entry.attr_type, mf::type_index_root);
+    EXPECT_EQ(entry.source, entry_source::index_root);
     EXPECT_EQ(entry.mtime_unconvertible, entry.name == "early.txt");
     if (!entry.is_valid) {
       EXPECT_EQ(entry.file_ref, entry.name == "early.txt" ? make_mft_ref(5000, 1) : 0);
