@@ -129,6 +129,8 @@ TEST_P(oracle, deleted_files_in_slack_are_reported_deleted) {
   ASSERT_EQ(result.status, 0) << result.err;
   const auto expected =
       deleted_names_found_in_slack(slix_test::read_text(slix_test::fixture(GetParam() + ".facts.txt")));
+  // A facts file that lists nothing would let the test pass having checked nothing.
+  ASSERT_FALSE(expected.empty()) << GetParam() << ".facts.txt names no deleted file found in slack";
   std::set<std::string> deleted;
   for (const auto& e : text_blocks(result.out))
     if (e.entry_line == "slack, deleted") deleted.insert(e.name);
