@@ -226,6 +226,30 @@ def attribute_at(record, kind):
     sys.exit(f"no attribute {kind:#x} in the record")
 
 
+def in_one_cluster_runs(raw):
+    """An MFT record (as stored, 512-byte sectors, 4096-byte clusters) whose
+    $I30 $INDEX_ALLOCATION is rewritten as one run per cluster, each two
+    clusters past the one before after the stream's own clusters, as many as
+    the record and the 2 MiB volume (512 clusters) hold."""
+    sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "fixtures"))
+    from fragment_index import (I30, T_INDEX_ALLOCATION, attributes, build_record, fix, non_resident, pair,
+                                runs_of, unfix)
+    record = unfix(raw)
+    found = attributes(record)
+    alloc = next(attr for _at, kind, name, attr in found if kind == T_INDEX_ALLOCATION and name == I30)
+    lcns = [lcn + i for _vcn, lcn, count in runs_of(alloc) for i in range(count)]
+    used = 0x38 + 8 + sum(len(attr) for _at, _kind, _name, attr in found) - len(alloc)
+    room = len(record) - used - 0x48 - 1 - 8
+    while len(pair(1, lcns[0])) + 3 * len(lcns) <= room and lcns[-1] + 2 < 512:
+        lcns.append(lcns[-1] + 2)
+    pairs = pair(1, lcns[0]) + b"".join(pair(1, b - a) for a, b in zip(lcns, lcns[1:]))
+    new = non_resident(T_INDEX_ALLOCATION, I30, struct.unpack_from("<H", alloc, 0x0E)[0], 0, len(lcns) - 1,
+                       pairs, (4096 * len(lcns),) * 3)
+    attrs = [new if attr is alloc else attr for _at, _kind, _name, attr in found]
+    return fix(build_record(record, attrs, struct.unpack_from("<Q", record, 0x20)[0],
+                            struct.unpack_from("<H", record, 0x28)[0]), 512)
+
+
 def volume_seeds(base, folder):
     """The unchanged volume, then each region whole with one damage a real
     volume can show, so that every seed adds coverage of its own and the
@@ -266,6 +290,10 @@ def volume_seeds(base, folder):
     damaged(r"mft \d+ /docs/2023", "docs_run_past_volume", (lcn_at, b"\x7f" * lcn_size))
     damaged(r"indx \d+ vcn-byte 0 /docs/2023", "docs_indx_torn", (0x3FE, b"\xaa\x55"))
     damaged(r"indx \d+ vcn-byte 4096 /docs/2023", "docs_indx_baad", (0, b"BAAD"))
+    # docs/2023: its allocation cut into one-cluster runs, its two INDX
+    # records first, then clusters that hold nothing.
+    index = find_region(regions, r"mft \d+ /docs/2023")
+    save(folder, "docs_allocation_in_many_runs", b"\0" + patch(index, in_one_cluster_runs(docs)))
     # The root's index record with a wrong VCN and a used size past its end.
     damaged(r"indx 5 vcn-byte 0 .*", "root_indx_wrong_vcn_and_size",
             (0x10, struct.pack("<Q", 7)), (0x1C, struct.pack("<I", 0x2000)))
