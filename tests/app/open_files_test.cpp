@@ -1,9 +1,9 @@
 // Sources made of many files, and files that exist but cannot be opened.
 // A split raw set of more pieces than the process may hold open, a VMDK
 // whose extents all name one file and one whose extents name 128 files, read
-// whole under a low limit; every file
-// that cannot be opened (no descriptor left, no permission, a symbolic link
-// loop) is named with the system's reason, and the run ends with status 255.
+// whole under a low limit; every file that cannot be opened (no descriptor
+// left, no permission, a symbolic link loop) is named with the system's
+// reason, and the run ends with status 255.
 // The sets are derived from the committed fixtures by
 // tests/fixtures/containers/make_open_file_sets.sh.  slix runs in a child
 // process that holds only its three standard streams, with the limit
