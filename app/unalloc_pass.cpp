@@ -16,7 +16,7 @@ namespace {
 // Records held before their groups are written: past this the groups found
 // so far are written, so memory stays bounded on a volume of nothing but
 // INDX signatures (a group may then be reported in more than one part).
-constexpr uint64_t held_bytes_limit = uint64_t{16} << 20;
+constexpr uint64_t held_bytes_limit = uint64_t{8} << 20;
 // A chain of parents this long is a loop, not a real path.
 constexpr int max_path_depth = 64;
 

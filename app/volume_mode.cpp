@@ -96,13 +96,16 @@ bool queue_start_directories(volume_run& run, const indx_options& options) {
 
 // Sub-directories among the valid entries go one level deeper; the
 // directory's own "." entry and self references are not descended into.
+// They share their parent's path while they wait.
 void queue_children(volume_run& run, const dir_work_item& parent) {
+  const auto parent_path = std::make_shared<const std::string>(parent.path);
   for (const indx_entry* listed : run.index.report.in_time_order()) {
     const indx_entry& entry = *listed;
     const uint64_t child = mft_entry_of(entry.file_ref);
     if (!entry.is_valid || !entry.is_dir || child == parent.entry) continue;
-    dir_work_item item{child, mft_sequence_of(entry.file_ref), 0, parent.path, parent.level + 1};
-    if (entry.name != ".") item.path += vk::display_name(entry.name) + "\\";
+    dir_work_item item{child, mft_sequence_of(entry.file_ref), 0, "", parent.level + 1};
+    item.parent_path = parent_path;
+    if (entry.name != ".") item.path = vk::display_name(entry.name) + "\\";
     record_sequence(*run.volume, child, item.record_sequence);
     run.queue.add(item);
   }
@@ -180,7 +183,11 @@ int analyse_volume(volume_run& run, indx_options& options, report_output& output
   if (!output.begin()) return -1;
   if (options.unalloc) run.unalloc.emplace(*run.volume, options);
   run_directory_loop(run, options, output.writer(), output);
-  if (run.unalloc && !output.failed()) run.unalloc->run(output);
+  if (run.unalloc && !output.failed()) {
+    // The last directory's buffers are not needed any more.
+    run.index = directory_index{};
+    run.unalloc->run(output);
+  }
   return 0;
 }
 
