@@ -4,6 +4,10 @@
 #include "support/vk_string.h"
 
 void dir_queue::resolve(dir_work_item& item) const {
+  if (item.parent_path) {
+    item.path.insert(0, *item.parent_path);
+    item.parent_path.reset();
+  }
   if (!item.path_pending) return;
   SLIX_CHECK(m_resolver != nullptr);
   m_resolver(item);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -17,6 +18,10 @@ struct dir_work_item {
   // Queued without its path and sequences, which the queue's resolver fills
   // in when the item is needed (see dir_queue::resolve_with).
   bool path_pending = false;
+  // When set, `path` holds only this directory's own part, to follow its
+  // parent's path: the sub-directories found in one directory share that
+  // directory's path while they wait, instead of a copy each.
+  std::shared_ptr<const std::string> parent_path{};
 };
 
 // Fills in the path and both sequences of an item queued with path_pending.

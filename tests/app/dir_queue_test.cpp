@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -55,6 +57,24 @@ TEST(dir_queue, builds_pending_paths_when_needed) {
   EXPECT_EQ(queue.take_next()->path, "\\dir60\\");
   EXPECT_EQ(queue.take_next()->path, "\\a longer path\\");
   EXPECT_EQ(resolved, (std::vector<uint64_t>{60, 70, 50}));
+}
+
+// Sub-directories share their parent's path while they wait; a taken item,
+// and one compared with a second item for its entry, has its whole path.
+TEST(dir_queue, joins_a_shared_parent_path_when_needed) {
+  dir_queue queue;
+  const auto parent = std::make_shared<const std::string>("\\deep\\parent\\");
+  for (const auto& [entry, own] : std::vector<std::pair<uint64_t, std::string>>{{80, "b\\"}, {70, "a\\"}, {90, ""}}) {
+    dir_work_item child{entry, 1, 1, own, 2};
+    child.parent_path = parent;
+    queue.add(child);
+  }
+  queue.add(item(80, "\\x\\"));  // shorter than "\deep\parent\b\": the shared path stays
+  EXPECT_EQ(queue.take_next()->path, "\\deep\\parent\\a\\");
+  const auto second = queue.take_next();
+  EXPECT_EQ(second->path, "\\deep\\parent\\b\\");
+  EXPECT_FALSE(second->parent_path);
+  EXPECT_EQ(queue.take_next()->path, "\\deep\\parent\\");  // the "." entry
 }
 
 // The status line shows only on a terminal, out of reach of the golden cases.
