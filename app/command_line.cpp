@@ -165,6 +165,7 @@ void read_selection_options(arg_list& args, indx_options& options) {
   options.ignore_image_size = take_flag("-ignore_image_size", args);
   options.raw_dump = take_flag("-rawdump", args);
   options.unalloc = take_flag("-unalloc", args);
+  options.mft_state = take_flag("-mftstate", args);
 }
 
 void read_volume_target_options(arg_list& args, indx_options& options) {

@@ -86,11 +86,15 @@ bool indx_file_mode(const indx_options& options) {
 // Options that read what only a volume has (its free clusters, its MFT)
 // mean nothing to a file of INDX records.
 bool refuse_volume_options(const indx_options& options) {
-  if (!options.unalloc) return false;
-  vk::print_message(
-      "prob with option -unalloc: it searches a volume's free clusters and MFT records, which an INDX file does not "
-      "have; give the volume with -image, -vmdk, -partition or -drivenum\n");
-  return true;
+  if (options.unalloc)
+    vk::print_message(
+        "prob with option -unalloc: it searches a volume's free clusters and MFT records, which an INDX file does "
+        "not have; give the volume with -image, -vmdk, -partition or -drivenum\n");
+  if (options.mft_state)
+    vk::print_message(
+        "prob with option -mftstate: it reads the MFT records the entries name, which an INDX file does not have; "
+        "give the volume with -image, -vmdk, -partition or -drivenum\n");
+  return options.unalloc || options.mft_state;
 }
 
 int run_mode(indx_options& options, const std::string& header, const arg_list& args) {

@@ -10,6 +10,7 @@
 
 #include "report/report_options.h"
 
+class mft_states;
 class snapshot_gate;
 
 struct indx_options : report_options {
@@ -43,6 +44,9 @@ struct indx_options : report_options {
 
   // -unalloc: index records in free clusters and entries in MFT record slack.
   bool unalloc = false;
+  // -mftstate (report_options::mft_state): the states of the volume's
+  // records, set once the MFT has been read.
+  const mft_states* states = nullptr;
 
   // Raw dumps of a directory's index streams (".indx.root.bin", ".indx.alloc.bin").
   bool raw_dump = false;

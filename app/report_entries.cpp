@@ -1,5 +1,6 @@
 #include "app/report_entries.h"
 
+#include "app/mft_states.h"
 #include "app/snapshot_gate.h"
 
 bool entry_selected(const indx_options& options, const indx_entry& entry) {
@@ -15,7 +16,9 @@ void write_entry(const indx_entry& entry, const indx_options& options, entry_wri
   const bool selected = entry_selected(options, entry);
   const indx_entry* shown = &entry;
   if (options.snapshots != nullptr) shown = options.snapshots->admit(entry, writer.directory(), selected);
-  if (selected && shown != nullptr) writer.write(*shown, buffers.of(entry.offset));
+  if (!selected || shown == nullptr) return;
+  if (options.states != nullptr) writer.set_mft_state(options.states->state_of(*shown));
+  writer.write(*shown, buffers.of(entry.offset));
 }
 
 }  // namespace

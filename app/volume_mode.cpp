@@ -10,6 +10,7 @@
 #include "app/shadow_copies.h"
 #include "app/volume_source.h"
 #include "app/directory_streams.h"
+#include "app/mft_states.h"
 #include "app/unalloc_pass.h"
 #include "ntfs/directory_tree.h"
 #include "ntfs/ntfs.h"
@@ -27,6 +28,10 @@ struct volume_run {
   directory_index index;
   // With -unalloc: what the directories tell the free-space search.
   std::optional<unalloc_pass> unalloc;
+  // With -mftstate: every name of the MFT, read in the same pass as the
+  // directories of a whole-volume run, or in a pass of its own.
+  std::optional<mft_states> states;
+  bool states_scanned = false;
 };
 
 bool open_volume(const indx_options& options, volume_run& run) {
@@ -53,7 +58,10 @@ bool queue_whole_volume(volume_run& run) {
   const scan_progress progress = [](uint64_t index, uint64_t count) {
     vk::status_line::show("analyzing entry " + std::to_string(index) + " of " + std::to_string(count));
   };
-  if (!list_directories(*run.volume, directories, progress)) {
+  mft_record_visitor names;
+  if (run.states) names = [&run](uint64_t entry, std::span<const uint8_t> record) { run.states->names().take(entry, record); };
+  run.states_scanned = run.states.has_value();
+  if (!list_directories(*run.volume, directories, progress, names)) {
     vk::print_message("prob finding inodes that are dirs, aborting\n");
     return false;
   }
@@ -172,6 +180,18 @@ void report_failed_reads(const volume_run& run, const indx_options& options) {
                     static_cast<unsigned long long>(run.source->failed_reads()), source_name(options).c_str());
 }
 
+// -mftstate with -mft or -path: the names of the MFT in a pass of their own.
+void read_mft_names(volume_run& run, indx_options& options) {
+  if (!run.states_scanned) {
+    vk::status_line::show("reading the MFT's names... [pls wait]");
+    scan_mft_records(*run.volume, [&run](uint64_t entry, std::span<const uint8_t> record) {
+      run.states->names().take(entry, record);
+    });
+  }
+  run.states->names().seal();
+  options.states = &*run.states;
+}
+
 int analyse_volume(volume_run& run, indx_options& options, report_output& output) {
   if (!run.volume) {
     vk::print_message("user args not valid\n");
@@ -179,7 +199,9 @@ int analyse_volume(volume_run& run, indx_options& options, report_output& output
   }
   report_short_image(run, options);
   options.max_plausible_entry = run.volume->mft_record_count();
+  if (options.mft_state) run.states.emplace(*run.volume);
   if (!queue_start_directories(run, options)) return -1;
+  if (run.states) read_mft_names(run, options);
   if (!output.begin()) return -1;
   if (options.unalloc) run.unalloc.emplace(*run.volume, options);
   run_directory_loop(run, options, output.writer(), output);

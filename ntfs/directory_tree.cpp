@@ -121,8 +121,7 @@ class mft_scan {
 
 }  // namespace
 
-bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progress& progress) {
-  dirs.clear();
+void scan_mft_records(CNtfs& volume, const mft_record_visitor& visit, const scan_progress& progress) {
   const uint64_t count = records_to_scan(volume);
   const uint64_t record = volume.mft_record_size();
   const uint64_t cluster = volume.cluster_size();
@@ -132,7 +131,6 @@ bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progre
   const uint64_t per_chunk = chunk_bytes / record;
   byte_array chunk(chunk_bytes);
   byte_array single;
-  mft_scan scan(volume, dirs);
   for (uint64_t first = 0; first < count; first += per_chunk) {
     const uint64_t records = std::min(per_chunk, count - first);
     const uint64_t clusters = (records * record + cluster - 1) / cluster;
@@ -147,12 +145,25 @@ bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progre
       bool bad = false;
       if (read) {
         const auto bytes = std::span<uint8_t>(chunk).subspan(i * record, record);
-        if (fix_up_record(bytes, volume.bytes_per_sector()) == record_kind::file) scan.take(entry, bytes);
+        if (fix_up_record(bytes, volume.bytes_per_sector()) == record_kind::file) visit(entry, bytes);
       } else if (volume.record_position(entry) && volume.fetch_record(single, bad, entry) && !bad) {
-        scan.take(entry, single);
+        visit(entry, single);
       }
     }
   }
+}
+
+bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progress& progress,
+                      const mft_record_visitor& also) {
+  dirs.clear();
+  mft_scan scan(volume, dirs);
+  scan_mft_records(
+      volume,
+      [&](uint64_t entry, std::span<const uint8_t> record) {
+        scan.take(entry, record);
+        if (also) also(entry, record);
+      },
+      progress);
   scan.finish();
   return true;
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <set>
+#include <span>
 #include <string>
 #include <unordered_set>
 
@@ -18,6 +19,14 @@ inline constexpr const char* corrupted_path_text = "<path corrupted>";
 
 // Told of the scan's progress: the record index reached and the count.
 using scan_progress = std::function<void(uint64_t index, uint64_t count)>;
+// Shown every fixed-up "FILE" record of a scan, with its entry number.
+using mft_record_visitor = std::function<void(uint64_t entry, std::span<const uint8_t> record)>;
+
+// Reads the $MFT stream in large chunks and shows `visit` every record that
+// is a well-formed "FILE" record once fixed up.  The records scanned are the
+// $MFT data size over the record size, capped by what the runlist and the
+// source can hold; every 37th record index is passed to `progress`.
+void scan_mft_records(CNtfs& volume, const mft_record_visitor& visit, const scan_progress& progress = {});
 
 // Scans every MFT record, reading the $MFT stream in large chunks, and
 // collects the records whose header flags carry the directory bit (in use or
@@ -26,7 +35,9 @@ using scan_progress = std::function<void(uint64_t index, uint64_t count)>;
 // index is passed to `progress`.  While scanning, what path building needs of
 // each directory is cached in the volume.  False when the volume is not
 // usable.
-bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progress& progress = {});
+// `also`, when given, is shown every record of the same pass.
+bool list_directories(CNtfs& volume, std::set<uint64_t>& dirs, const scan_progress& progress = {},
+                      const mft_record_visitor& also = {});
 
 // The path of `entry`: "\" for the root, otherwise a backslash and the names
 // of the chain from below the root down to the entry, each followed by a

@@ -42,6 +42,8 @@ csv_writer::csv_writer(const report_options& options)
   for (const char* name : {"size resv", "size used", "flags"}) add_column(name, number_width);
   add_column("name", name_width);
   add_column("slack comment", comment_width);
+  if (options.mft_state)
+    for (const char* name : {"mft state", "mft record", "current path"}) add_column(name, comment_width);
   if (!options.username.empty()) add_column("username", options.username.size());
   if (!options.hostname.empty()) add_column("hostname", options.hostname.size());
   if (!options.snapshot.empty()) add_column("snapshot", snapshot_width);
@@ -57,7 +59,8 @@ std::string csv_writer::header() const {
   return line.finish();
 }
 
-std::string_view csv_writer::row(const indx_entry& entry, const std::string& directory) {
+std::string_view csv_writer::row(const indx_entry& entry, const std::string& directory,
+                                 const mft_state_info* state) {
   m_next_column = 0;
   add_number_cell(entry.offset.bytes);
   if (entry_number_missing(entry)) {
@@ -79,11 +82,20 @@ std::string_view csv_writer::row(const indx_entry& entry, const std::string& dir
   vk::append_visible_name(m_cell, entry.name);
   add_cell(m_cell);
   add_cell(entry.annotation);
+  if (m_options.mft_state) add_mft_state_cells(state);
   if (!m_options.username.empty()) add_cell(m_options.username);
   if (!m_options.hostname.empty()) add_cell(m_options.hostname);
   if (!m_options.snapshot.empty()) add_cell(m_options.snapshot);
   SLIX_CHECK(m_next_column == m_columns.size());
   return m_line.finish_view();
+}
+
+void csv_writer::add_mft_state_cells(const mft_state_info* state) {
+  const mft_state_info none;
+  const mft_state_info& shown = state != nullptr ? *state : none;
+  add_cell(mft_state_word(shown.state));
+  add_cell(shown.state == mft_state::unknown ? std::string() : mft_record_text(shown.record));
+  add_cell(shown.state == mft_state::moved ? vk::escape_controls(shown.current_path) : std::string());
 }
 
 void csv_writer::add_cell(std::string_view text) {

@@ -10,6 +10,7 @@
 #include "indx/indx_entry.h"
 #include "report/csv_cells.h"
 #include "report/entry_fields.h"
+#include "report/mft_state.h"
 #include "report/report_options.h"
 #include "report/time_format.h"
 
@@ -20,7 +21,8 @@ class csv_writer {
   std::string header() const;
   // `directory` is put before the entry's name.  The row is built in a
   // buffer the writer keeps; the view stays valid until the next row.
-  std::string_view row(const indx_entry& entry, const std::string& directory);
+  // With -mftstate, `state` says what became of the entry's file.
+  std::string_view row(const indx_entry& entry, const std::string& directory, const mft_state_info* state = nullptr);
 
  private:
   struct column {
@@ -31,6 +33,7 @@ class csv_writer {
   void add_column(std::string name, size_t width);
   // Appends the next cell of the row.
   void add_cell(std::string_view text);
+  void add_mft_state_cells(const mft_state_info* state);
   // Appends a cell of digits and the like, which needs no quotes unless the
   // separator could appear in it (`plain` false).
   void add_cell(std::string_view text, bool plain);

@@ -24,27 +24,28 @@ void entry_writer::set_directory(const std::string& path) {
 }
 
 void entry_writer::write(const indx_entry& entry, std::span<const uint8_t> record_buffer) {
+  const mft_state_info* state = m_options.mft_state ? &m_mft_state : nullptr;
   switch (m_options.format) {
     case output_format::text:
       if (!m_text) m_text.emplace(m_options);
-      m_out.write(m_text->block(entry, m_visible_directory, record_buffer));
+      m_out.write(m_text->block(entry, m_visible_directory, record_buffer, state));
       break;
     case output_format::csv:
       if (!m_csv) m_csv.emplace(m_options);
       if (m_header_pending) m_out.write(m_csv->header());
       m_header_pending = false;
-      m_out.write(m_csv->row(entry, m_visible_directory));
+      m_out.write(m_csv->row(entry, m_visible_directory, state));
       break;
     case output_format::log2timeline:
-      write_log2timeline_rows(m_header_pending, m_out, make_timeline_record(entry, m_visible_directory, m_options),
-                              m_options);
+      write_log2timeline_rows(m_header_pending, m_out,
+                              make_timeline_record(entry, m_visible_directory, m_options, state), m_options);
       break;
     case output_format::bodyfile:
       write_bodyfile_line(m_header_pending, m_out, make_bodyfile_record(entry, m_visible_directory, m_options));
       break;
     case output_format::jsonl:
       if (!m_jsonl) m_jsonl.emplace(m_options);
-      m_out.write(m_jsonl->lines(entry, m_directory, m_evidence));
+      m_out.write(m_jsonl->lines(entry, m_directory, m_evidence, state));
       break;
   }
 }

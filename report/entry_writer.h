@@ -12,6 +12,7 @@
 #include "indx/indx_entry.h"
 #include "report/csv_writer.h"
 #include "report/jsonl_writer.h"
+#include "report/mft_state.h"
 #include "report/text_block.h"
 #include "support/output_sink.h"
 
@@ -26,6 +27,8 @@ class entry_writer {
   // The evidence the following entries come from (-jsonl names it on every
   // line): each INDX file in turn.  A volume's is report_options::evidence.
   void set_evidence(const std::string& name) { m_evidence = name; }
+  // With -mftstate: what became of the file behind the next entry written.
+  void set_mft_state(const mft_state_info& state) { m_mft_state = state; }
 
   // Writes one entry in the selected layout.  `record_buffer` is the raw
   // buffer the entry came from (its offset indexes into it), used only by
@@ -47,5 +50,6 @@ class entry_writer {
   std::string m_directory;
   std::string m_visible_directory;
   std::string m_evidence;
+  mft_state_info m_mft_state;
   bool m_header_pending;
 };

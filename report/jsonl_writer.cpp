@@ -92,6 +92,24 @@ void jsonl_writer::add_entry_members(json_object& line, const indx_entry& entry)
       .json_string("evidence", m_evidence_json.json);
 }
 
+// mft_state, mft_record_entry, mft_record_sequence, current_path: null
+// where they do not apply.
+void jsonl_writer::add_mft_state_members(json_object& line, const mft_state_info* state) {
+  const mft_state_info none;
+  const mft_state_info& shown = state != nullptr ? *state : none;
+  line.word("mft_state", mft_state_word(shown.state));
+  if (shown.state == mft_state::unknown) {
+    line.null("mft_record_entry").null("mft_record_sequence");
+  } else {
+    line.number("mft_record_entry", mft_entry_of(shown.record)).number("mft_record_sequence", mft_sequence_of(shown.record));
+  }
+  if (shown.state == mft_state::moved) {
+    line.text("current_path", shown.current_path);
+  } else {
+    line.null("current_path");
+  }
+}
+
 const std::string& jsonl_writer::escaped_text::of(const std::string& text) {
   if (json.empty() || text != source) {
     source = text;
@@ -127,7 +145,7 @@ void jsonl_writer::escape_texts(const indx_entry& entry, const std::string& dire
 }
 
 std::string_view jsonl_writer::lines(const indx_entry& entry, const std::string& directory,
-                                     const std::string& evidence) {
+                                     const std::string& evidence, const mft_state_info* state) {
   escape_texts(entry, directory, evidence);
   m_lines.clear();
   for (const timestamp_group& group : timestamp_groups(entry.times())) {
@@ -141,6 +159,7 @@ std::string_view jsonl_writer::lines(const indx_entry& entry, const std::string&
         .word("filetime", vk::number_text::hex(group.value, filetime_hex_digits).prefixed("0x").view())
         .word("macb", group.macb());
     add_entry_members(line, entry);
+    if (m_options.mft_state) add_mft_state_members(line, state);
     if (!m_options.username.empty()) line.text("username", m_options.username);
     if (!m_options.hostname.empty()) line.text("hostname", m_options.hostname);
     if (!m_options.snapshot.empty()) line.text("snapshot", m_options.snapshot);

@@ -12,6 +12,7 @@
 #include "indx/indx_entry.h"
 #include "report/entry_fields.h"
 #include "report/json_text.h"
+#include "report/mft_state.h"
 #include "report/report_options.h"
 
 // The time members of one line.  A FILETIME that converts to a calendar
@@ -37,13 +38,15 @@ class jsonl_writer {
   // The lines of one entry.  `directory` is put before the name; `evidence`
   // names the image, VMDK list, device or INDX file the entry came from.
   // The view stays valid until the next call.
-  std::string_view lines(const indx_entry& entry, const std::string& directory, const std::string& evidence);
+  std::string_view lines(const indx_entry& entry, const std::string& directory, const std::string& evidence,
+                         const mft_state_info* state = nullptr);
 
  private:
   // The time members of `filetime`, with the text of the last second
   // rendered kept: the times of neighbouring entries mostly share it.
   const json_time& time_of(uint64_t filetime);
   void add_entry_members(json_object& line, const indx_entry& entry);
+  void add_mft_state_members(json_object& line, const mft_state_info* state);
 
   // The JSON string of a text that mostly repeats from entry to entry.
   struct escaped_text {

@@ -37,4 +37,7 @@ struct report_options {
   // shadow copy's number and creation time ("2 (2020-07-25 12:27:05 UTC)").
   // Every layout but the bodyfile names it; empty, none has the column.
   std::string snapshot;
+  // -mftstate: every layout but the bodyfile shows what became of the file
+  // behind each entry (entry_writer::set_mft_state).
+  bool mft_state = false;
 };

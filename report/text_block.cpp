@@ -78,8 +78,14 @@ void text_block_writer::hex_dump(const indx_entry& entry, std::span<const uint8_
   m_block += format_hex_dump(vk::binary_data(record_buffer.subspan(start, length)), entry.offset.bytes);
 }
 
+void text_block_writer::mft_state_lines(const mft_state_info& state) {
+  line("MFT state:", mft_state_word(state.state));
+  line("MFT record:", state.state == mft_state::unknown ? std::string() : mft_record_text(state.record));
+  if (state.state == mft_state::moved) line("Current path:", vk::escape_controls(state.current_path));
+}
+
 std::string_view text_block_writer::block(const indx_entry& entry, const std::string& directory,
-                                          std::span<const uint8_t> record_buffer) {
+                                          std::span<const uint8_t> record_buffer, const mft_state_info* state) {
   m_block.clear();
   label("Name:");
   m_block += directory;
@@ -105,6 +111,7 @@ std::string_view text_block_writer::block(const indx_entry& entry, const std::st
   m_block += m_flags_text.text_of(entry.attr_flags());
   m_block += "]\n";
   line("Source type:", source_type_text(entry.source));
+  if (state != nullptr) mft_state_lines(*state);
   if (!m_options.snapshot.empty()) line("Snapshot:", m_options.snapshot);
   if (!m_options.username.empty()) line("Username:", m_options.username);
   if (!m_options.hostname.empty()) line("Hostname:", m_options.hostname);

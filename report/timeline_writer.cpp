@@ -78,7 +78,7 @@ std::string bodyfile_safe(const std::string& text) {
 }  // namespace
 
 timeline_record make_timeline_record(const indx_entry& entry, const std::string& directory,
-                                     const report_options& options) {
+                                     const report_options& options, const mft_state_info* state) {
   timeline_record record;
   record.times = entry.times();
   record.full_name = full_name_of(entry, directory);
@@ -88,6 +88,10 @@ timeline_record make_timeline_record(const indx_entry& entry, const std::string&
   const std::string label = options.source_label.empty() ? timeline_source : options.source_label;
   record.source_type = label + "-" + validity_word(entry);
   record.notes = "indx offset: " + cell_number(entry.offset.bytes, options.base10);
+  if (state != nullptr) {
+    record.notes += "; mft state: " + std::string(mft_state_word(state->state));
+    if (state->state != mft_state::unknown) record.notes += " " + mft_record_text(state->record);
+  }
   record.user = options.username;
   record.host = options.hostname;
   if (!options.snapshot.empty()) record.notes += "; snapshot: " + options.snapshot;

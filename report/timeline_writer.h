@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "report/mft_state.h"
 #include "report/report_options.h"
 #include "indx/indx_entry.h"
 #include "support/output_sink.h"
@@ -28,8 +29,9 @@ struct timeline_record {
   std::string extra;
 };
 
+// With -mftstate, `state` (what became of the entry's file) joins the notes.
 timeline_record make_timeline_record(const indx_entry& entry, const std::string& directory,
-                                     const report_options& options);
+                                     const report_options& options, const mft_state_info* state = nullptr);
 
 // One distinct timestamp value of an entry, with the MACB letters ("M.C.")
 // and the labels ("Last Modified; MFT Change") of every time that holds it.
