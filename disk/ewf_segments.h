@@ -2,11 +2,7 @@
 // set before it is read: libewf serves the chunks of a missing or cut-short
 // segment as zeros, so a set with a hole must be caught here.
 //
-// A segment file opens with a 13-byte header (the signature, then a segment
-// number), followed by sections, each behind a 76-byte descriptor naming its
-// type and the file offset of the next descriptor.  The last section of a
-// segment is "next" (another segment follows) or "done" (the set ends); both
-// name themselves as next.
+// The layout is in ewf_format.h.
 #pragma once
 
 #include <cstddef>
@@ -14,35 +10,7 @@
 #include <span>
 #include <string>
 
-namespace ewf_format {
-
-constexpr size_t signature_size = 8;
-constexpr size_t segment_number = 9;  // u16, from 1
-constexpr size_t file_header_size = 13;
-
-// Section descriptor, offsets from its start.
-constexpr size_t section_type = 0;  // 16 ASCII bytes, NUL-padded
-constexpr size_t section_type_size = 16;
-constexpr size_t section_next = 16;  // u64: file offset of the next descriptor
-constexpr size_t section_size = 24;  // u64
-constexpr size_t descriptor_size = 76;
-
-// A "table" section lists the file offsets of the chunks stored in the
-// "sectors" section before it: a header, then one u32 a chunk whose low 31
-// bits are the offset from the header's base and whose top bit marks a
-// compressed chunk.  A chunk ends where the next begins.
-constexpr size_t table_entry_count = 0;  // u32, after the descriptor
-constexpr size_t table_base_offset = 8;  // u64
-constexpr size_t table_header_size = 24;
-constexpr size_t table_entry_size = 4;
-constexpr uint32_t table_offset_mask = 0x7FFFFFFF;
-
-// The largest chunk accepted, stored: libewf allocates one buffer of a
-// chunk's stored size for each chunk it reads, so a hostile table must not
-// set it.  Real images use chunks of 32 KiB, a few MiB at most.
-constexpr uint64_t max_chunk_bytes = 64u << 20;
-
-}  // namespace ewf_format
+#include "disk/ewf_format.h"
 
 enum class segment_end {
   next,       // another segment follows
