@@ -169,14 +169,16 @@ std::string member_of_set(container_kind kind, const std::string& name) {
   return std::string("the ") + member + " " + vk::escape_controls(name);
 }
 
-// A file named on the command line that does not exist (or is no file)
-// keeps its short line; any other failure names the file and the reason.
-std::string cannot_open_line(const container_fault& fault, const std::string& prefix) {
-  if (fault.detail.empty() && open_reason(fault.error).empty()) return "invalid image: " + fault.file + "\n";
+// The image named on the command line keeps its "invalid image" line,
+// after a line with the system's reason when there is one to give; a file
+// of its set (a piece, a segment) is named with the reason.
+std::string cannot_open_lines(const container_fault& fault, const std::string& prefix) {
+  const std::string invalid = "invalid image: " + fault.file + "\n";
+  if (fault.detail.empty() && open_reason(fault.error).empty()) return invalid;
   const std::string who = fault.detail.empty() ? "it" : member_of_set(fault.format, fault.detail);
   const std::string reason =
       fault.error == 0 ? ": it is neither a regular file nor a block device" : std::string(": ") + std::strerror(fault.error);
-  return prefix + who + " cannot be opened" + reason + "\n";
+  return prefix + who + " cannot be opened" + reason + "\n" + (fault.detail.empty() ? invalid : "");
 }
 
 }  // namespace
@@ -189,7 +191,7 @@ std::string container_fault_lines(const container_fault& fault) {
     case container_fault_kind::none:
       return "";
     case container_fault_kind::cannot_open:
-      return cannot_open_line(fault, prefix);
+      return cannot_open_lines(fault, prefix);
     case container_fault_kind::refused_format:
       return prefix + refusal_reason(fault.format) + "\n";
     case container_fault_kind::library_missing:
@@ -226,8 +228,12 @@ std::string vmdk_fault_lines(const vmdk_fault& fault) {
     case vmdk_fault_kind::none:
       return lines;
     case vmdk_fault_kind::cannot_open:
+      // The reason line names the file at fault (an extent, or the disk
+      // itself); the disk's own line follows unchanged.
       if (!fault.reason.empty()) lines += shown(fault.reason) + open_reason(fault.error) + "\n";
-      lines += shown(fault.file) + " can't be opened" + (fault.reason.empty() ? open_reason(fault.error) : "") + "\n";
+      if (fault.reason.empty() && !open_reason(fault.error).empty())
+        lines += shown(fault.file) + open_reason(fault.error) + "\n";
+      lines += shown(fault.file) + " can't be opened\n";
       break;
     case vmdk_fault_kind::missing_parent:
       lines += shown(fault.file) + " names parent CID " + shown(fault.parent_cid) + " (\"" + shown(fault.parent_hint) +

@@ -202,10 +202,11 @@ const fixture_folder& unreadable_files() {
     for (const char* name : {"ntfs-child.qcow2", "ntfs-base.qcow2"}) folder.add(std::string("containers/") + name, name);
     for (const char* name : {"ntfs-flat.vmdk", "ntfs-flat-flat.vmdk"}) folder.add(std::string("vmdk/") + name, name);
     folder.add("vmdk/ntfs-disk.raw", "unreadable.raw");
+    folder.add("vmdk/ntfs-flat.vmdk", "unreadable.vmdk");
     // A folder that can be entered but not listed.
     folder.add_folder("unlisted", 0711);
     for (const char* n : {"001", "002"}) folder.add(std::string("containers/ntfs-split.") + n, std::string("unlisted/p.") + n);
-    for (const char* name : {"p.002", "m.E02", "ntfs-base.qcow2", "ntfs-flat-flat.vmdk", "unreadable.raw"})
+    for (const char* name : {"p.002", "m.E02", "ntfs-base.qcow2", "ntfs-flat-flat.vmdk", "unreadable.raw", "unreadable.vmdk"})
       ::chmod(folder.file(name).c_str(), 0600);
     return true;
   }();
@@ -223,7 +224,8 @@ INSTANTIATE_TEST_SUITE_P(
     files, permission_fault,
     testing::Values(
         named_fault{"image", 0, {"-image", "unreadable.raw", "-quiet"},
-                    "prob reading image unreadable.raw: it cannot be opened: Permission denied\n"},
+                    "prob reading image unreadable.raw: it cannot be opened: Permission denied\ninvalid image: "
+                    "unreadable.raw\n"},
         named_fault{"split_piece", 0, {"-image", "p.001", "-quiet"},
                     "prob reading image p.001: the piece p.002 cannot be opened: Permission denied\n"},
         named_fault{"e01_segment", 0, {"-image", "m.E01", "-quiet"},
@@ -236,7 +238,9 @@ INSTANTIATE_TEST_SUITE_P(
                     "of the set is missing: Permission denied\n"},
         named_fault{"vmdk_flat_extent", 0, {"-vmdk", "ntfs-flat.vmdk", "-quiet"},
                     "ntfs-flat-flat.vmdk can't be opened: Permission denied\nntfs-flat.vmdk can't be opened\n" +
-                        invalid_vmdk}),
+                        invalid_vmdk},
+        named_fault{"vmdk_descriptor", 0, {"-vmdk", "unreadable.vmdk", "-quiet"},
+                    "unreadable.vmdk: Permission denied\nunreadable.vmdk can't be opened\n" + invalid_vmdk}),
     [](const auto& info) { return info.param.name; });
 
 }  // namespace
