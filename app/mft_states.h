@@ -35,7 +35,7 @@ class mft_states {
   mft_state_info state_of(const indx_entry& entry) const;
 
  private:
-  std::optional<mft_state_info> recovered(const indx_entry& entry) const;
+  std::optional<mft_state_info> recovered(const indx_entry& entry, uint64_t name_digest) const;
   mft_state_info moved(uint64_t record, uint16_t sequence) const;
 
   CNtfs& m_volume;

@@ -199,7 +199,10 @@ int analyse_volume(volume_run& run, indx_options& options, report_output& output
   }
   report_short_image(run, options);
   options.max_plausible_entry = run.volume->mft_record_count();
-  if (options.mft_state) run.states.emplace(*run.volume);
+  if (options.mft_state) {
+    run.states.emplace(*run.volume);
+    run.states->names().reserve(run.volume->mft_record_count());
+  }
   if (!queue_start_directories(run, options)) return -1;
   if (run.states) read_mft_names(run, options);
   if (!output.begin()) return -1;

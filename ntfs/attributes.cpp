@@ -5,8 +5,8 @@
 #include "ntfs/mft_format.h"
 #include "support/vk_string.h"
 
-std::vector<std::span<const uint8_t>> attribute_spans(std::span<const uint8_t> record) {
-  std::vector<std::span<const uint8_t>> spans;
+void for_each_attribute(std::span<const uint8_t> record,
+                        const std::function<void(std::span<const uint8_t>)>& visit) {
   const vk::le_reader reader(record);
   size_t offset = reader.u16(mft_format::rec_first_attribute);
   while (reader.ok()) {
@@ -15,9 +15,14 @@ std::vector<std::span<const uint8_t>> attribute_spans(std::span<const uint8_t> r
     const uint32_t length = reader.u32(offset + mft_format::attr_length);
     if (!reader.ok() || length < mft_format::attr_header_min || length > record.size()) break;
     if (!reader.has(offset, length)) break;
-    spans.push_back(record.subspan(offset, length));
+    visit(record.subspan(offset, length));
     offset += length;
   }
+}
+
+std::vector<std::span<const uint8_t>> attribute_spans(std::span<const uint8_t> record) {
+  std::vector<std::span<const uint8_t>> spans;
+  for_each_attribute(record, [&spans](std::span<const uint8_t> attribute) { spans.push_back(attribute); });
   return spans;
 }
 

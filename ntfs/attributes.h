@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -19,6 +20,9 @@
 // The walk stops at the end marker, at a length of 0 or below the smallest
 // header, at a length greater than the record, and at an attribute that
 // would run past the record's end.
+// The same, each shown to `visit` in turn, without a list.
+void for_each_attribute(std::span<const uint8_t> record,
+                        const std::function<void(std::span<const uint8_t>)>& visit);
 std::vector<std::span<const uint8_t>> attribute_spans(std::span<const uint8_t> record);
 
 // The value of a resident attribute given as its whole bytes; empty when

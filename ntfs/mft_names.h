@@ -9,12 +9,14 @@
 // vector keyed by (parent reference, creation time, name hash) to find the
 // record an entry names when the entry's own reference was overwritten.
 // The creation time is the one time NTFS does not update in index entries,
-// so it is what ties a stale entry to its record.  32 bytes a name and 4 a
+// so it is what ties a stale entry to its record.  24 bytes a name and 8 a
 // record; entries past 2^32 are not taken.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -23,6 +25,8 @@
 
 class mft_names {
  public:
+  // Room for the names of this many records, taken before the scan.
+  void reserve(uint64_t records);
   // Takes one fixed-up "FILE" record of the scan.
   void take(uint64_t entry, std::span<const uint8_t> record);
   // Orders what was taken; call once after the scan.
@@ -32,14 +36,17 @@ class mft_names {
     bool seen = false;  // a "FILE" record was read for this entry
     bool in_use = false;
     uint16_t sequence = 0;
+    uint32_t first_name = 0;  // where its names start among the sorted names
   };
   record_state state_of(uint64_t entry) const;
+  // The digest of a name both lookups take: computed once per entry.
+  static uint64_t digest(std::string_view name);
   // True when record `entry` (or one of its extension records) holds a
-  // $FILE_NAME naming `parent` and `name`.
-  bool has_name(uint64_t entry, mft_ref parent, std::string_view name) const;
-  // The records holding a $FILE_NAME with this parent, creation time and
-  // name, each once, in entry order.
-  std::vector<uint64_t> records_named(mft_ref parent, uint64_t created, std::string_view name) const;
+  // $FILE_NAME naming `parent` and the name of `name_digest`.
+  bool has_name(uint64_t entry, mft_ref parent, uint64_t name_digest) const;
+  // The record holding a $FILE_NAME with this parent, creation time and
+  // name, when exactly one does.
+  std::optional<uint64_t> only_record_named(mft_ref parent, uint64_t created, uint64_t name_digest) const;
   // Entries the records cover (one past the highest seen).
   uint64_t record_count() const { return m_states.size(); }
 
@@ -51,19 +58,19 @@ class mft_names {
     uint32_t hash = 0;  // of parent and name
     auto operator<=>(const name_key&) const = default;
   };
+  // Parent, creation time and name, hashed into one word: sorting and
+  // searching compare one number.
   struct recovery_key {
-    mft_ref parent = 0;
-    uint64_t created = 0;
-    uint32_t name_hash = 0;
+    uint64_t key = 0;
     uint32_t entry = 0;
     auto operator<=>(const recovery_key&) const = default;
   };
 
+  void take_file_name(uint32_t owner, std::span<const uint8_t> value);
+
   std::vector<record_state> m_states;
+  std::string m_scratch;
   std::vector<name_key> m_names;
   std::vector<recovery_key> m_recovery;
 };
 
-// The hashes both sides of a comparison use.
-uint32_t name_hash(std::string_view name);
-uint32_t parent_name_hash(mft_ref parent, std::string_view name);

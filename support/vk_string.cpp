@@ -193,10 +193,15 @@ bool is_low_surrogate(uint32_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
 }  // namespace
 
 std::string utf16le_to_utf8(std::span<const uint8_t> bytes, size_t units) {
+  std::string out;
+  append_utf16le_as_utf8(out, bytes, units);
+  return out;
+}
+
+void append_utf16le_as_utf8(std::string& out, std::span<const uint8_t> bytes, size_t units) {
   if (units > bytes.size() / 2) units = bytes.size() / 2;
   auto unit_at = [&](size_t i) -> uint32_t { return bytes[2 * i] | (uint32_t{bytes[2 * i + 1]} << 8); };
-  std::string out;
-  out.reserve(units);
+  out.reserve(out.size() + units);
   size_t i = 0;
   // Most names are ASCII: those units go straight across.
   while (i < units && bytes[2 * i + 1] == 0 && bytes[2 * i] < 0x80) out.push_back(static_cast<char>(bytes[2 * i++]));
@@ -211,7 +216,6 @@ std::string utf16le_to_utf8(std::span<const uint8_t> bytes, size_t units) {
       append_utf8(out, u);
     }
   }
-  return out;
 }
 
 std::u16string utf8_to_utf16(std::string_view text) {

@@ -36,6 +36,8 @@ void append_hex(std::string& out, uint64_t value, int width = 0);
 // past the end of `bytes` are not read.  Unpaired surrogates become U+FFFD;
 // every other code point, control characters included, is kept.
 std::string utf16le_to_utf8(std::span<const uint8_t> bytes, size_t units);
+// The same, appended to `out` without a temporary.
+void append_utf16le_as_utf8(std::string& out, std::span<const uint8_t> bytes, size_t units);
 
 // Characters that hide or reorder the text around them, or that drive a
 // terminal: the C1 controls (U+0080 to U+009F; U+009B is a terminal's CSI),
