@@ -1,5 +1,6 @@
 #include "app/unalloc_pass.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "app/report_entries.h"
@@ -68,7 +69,8 @@ std::optional<mft_ref> unalloc_pass::parent_of(mft_ref directory) {
 bool unalloc_pass::is_selected(mft_ref directory) {
   if (!m_options.target_mft && m_options.target_path.empty()) return true;
   std::optional<mft_ref> current = directory;
-  for (uint64_t depth = 0; current && depth <= m_options.level; ++depth) {
+  const uint64_t levels = std::min<uint64_t>(m_options.level, max_path_depth);
+  for (uint64_t depth = 0; current && depth <= levels; ++depth) {
     for (const dir_work_item& start : m_starts)
       if (start.entry == mft_entry_of(*current)) return true;
     if (mft_entry_of(*current) == root_directory_entry) return false;

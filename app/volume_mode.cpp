@@ -192,6 +192,18 @@ void read_mft_names(volume_run& run, indx_options& options) {
   options.states = &*run.states;
 }
 
+// The queue, then with -unalloc the free space.
+int analyse_directories(volume_run& run, indx_options& options, report_output& output) {
+  if (options.unalloc) run.unalloc.emplace(*run.volume, options);
+  run_directory_loop(run, options, output.writer(), output);
+  if (run.unalloc && !output.failed()) {
+    // The last directory's buffers are not needed any more.
+    run.index = directory_index{};
+    run.unalloc->run(output);
+  }
+  return 0;
+}
+
 int analyse_volume(volume_run& run, indx_options& options, report_output& output) {
   if (!run.volume) {
     vk::print_message("user args not valid\n");
@@ -205,15 +217,10 @@ int analyse_volume(volume_run& run, indx_options& options, report_output& output
   }
   if (!queue_start_directories(run, options)) return -1;
   if (run.states) read_mft_names(run, options);
-  if (!output.begin()) return -1;
-  if (options.unalloc) run.unalloc.emplace(*run.volume, options);
-  run_directory_loop(run, options, output.writer(), output);
-  if (run.unalloc && !output.failed()) {
-    // The last directory's buffers are not needed any more.
-    run.index = directory_index{};
-    run.unalloc->run(output);
-  }
-  return 0;
+  const int status = output.begin() ? analyse_directories(run, options, output) : -1;
+  // The names belong to this run's volume (-vss all runs one per state).
+  options.states = nullptr;
+  return status;
 }
 
 // One state of the volume for -vss: the live volume, or a shadow copy's
