@@ -42,8 +42,8 @@ bool catalog_has_stores(const shadow_opening& opening, const indx_options& optio
       vk::print_message("the NTFS volume of %s holds no shadow copies%s\n", evidence_of(options), consequence);
       return false;
     case shadow_catalog::damaged:
-      vk::print_message("prob reading the shadow copies of %s: their catalog is damaged%s\n", evidence_of(options),
-                        consequence);
+      vk::print_message("prob reading the shadow copies of %s: their catalog or a store's header is damaged%s\n",
+                        evidence_of(options), consequence);
       return false;
     case shadow_catalog::not_built:
       vk::print_message("prob with option -vss: this slix was built without libvshadow; install libvshadow-dev "

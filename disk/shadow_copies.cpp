@@ -10,6 +10,7 @@
 #include <cstdio>
 
 #include "disk/libyal_image.h"
+#include "disk/shadow_lists.h"
 #include "support/le_reader.h"
 #include "support/vk_string.h"
 
@@ -24,6 +25,8 @@ class shadow_volume {
   libbfio_handle_t* handle = nullptr;
   libvshadow_volume_t* volume = nullptr;
   bool opened = false;
+  // Per store, from the oldest: whether its lists are sound (shadow_lists.h).
+  std::vector<bool> lists_sound;
 };
 
 namespace {
@@ -151,11 +154,10 @@ struct store_handle {
   }
 };
 
-shadow_store_info describe_store(libvshadow_volume_t* volume, int index) {
+shadow_store_info describe_store(libvshadow_volume_t* volume, int index, std::array<uint8_t, 16>& guid) {
   shadow_store_info info;
   info.number = static_cast<uint32_t>(index) + 1;
   const store_handle handle(volume, index);
-  std::array<uint8_t, 16> guid{};
   info.readable =
       handle.store != nullptr && vshadow_call([&](libvshadow_error_t** error) {
         return libvshadow_store_get_identifier(handle.store, guid.data(), guid.size(), error) == 1 &&
@@ -213,6 +215,9 @@ shadow_opening open_shadow_copies(disk& source, uint64_t volume_offset) {
   });
   if (signature != 1) return opening;
   opening.catalog = shadow_catalog::damaged;
+  const uint64_t volume_size = source.size() - volume_offset;
+  const std::vector<shadow_store_lists> lists = read_store_lists(source, volume_offset, volume_size);
+  if (!store_headers_sound(source, volume_offset, volume_size, lists)) return opening;
   int count = 0;
   volume->opened = vshadow_call([&](libvshadow_error_t** error) {
     return libvshadow_volume_initialize(&volume->volume, error) == 1 &&
@@ -223,15 +228,25 @@ shadow_opening open_shadow_copies(disk& source, uint64_t volume_offset) {
       }) != 1)
     return opening;
   opening.catalog = shadow_catalog::read;
-  for (int index = 0; index < count; ++index) opening.stores.push_back(describe_store(volume->volume, index));
+  for (int index = 0; index < count; ++index) {
+    std::array<uint8_t, 16> guid{};
+    opening.stores.push_back(describe_store(volume->volume, index, guid));
+    const auto entry = std::find_if(lists.begin(), lists.end(), [&](const shadow_store_lists& l) { return l.guid == guid; });
+    volume->lists_sound.push_back(opening.stores.back().readable && entry != lists.end() &&
+                                  store_lists_sound(source, volume_offset, volume_size, *entry));
+  }
   opening.volume = std::move(volume);
   return opening;
 }
 
 std::unique_ptr<disk> open_shadow_store(const std::shared_ptr<shadow_volume>& volume, uint32_t number) {
-  if (!volume || number == 0) return nullptr;
+  if (!volume || number == 0 || number > volume->lists_sound.size()) return nullptr;
+  // An older store's reads go on through the lists of every newer one.
+  for (size_t newer = number - 1; newer < volume->lists_sound.size(); ++newer)
+    if (!volume->lists_sound[newer]) return nullptr;
   const int index = static_cast<int>(number - 1);
-  const shadow_store_info info = describe_store(volume->volume, index);
+  std::array<uint8_t, 16> guid{};
+  const shadow_store_info info = describe_store(volume->volume, index, guid);
   if (!info.readable) return nullptr;
   auto store = std::make_unique<shadow_store_disk>(volume, index, info.size);
   if (!store->is_open()) return nullptr;

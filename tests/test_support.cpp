@@ -96,7 +96,7 @@ void unpack_folder(const std::string& source, const temp_dir& dir) {
 const std::string& fixture_workdir() {
   static const temp_dir dir;
   static const bool unpacked = [] {
-    for (const char* folder : {"", "/vmdk", "/disk", "/containers", "/accuracy", "/safety", "/unalloc"}) unpack_folder(SLIX_FIXTURES_DIR + std::string(folder), dir);
+    for (const char* folder : {"", "/vmdk", "/disk", "/containers", "/accuracy", "/safety", "/unalloc", "/vss"}) unpack_folder(SLIX_FIXTURES_DIR + std::string(folder), dir);
     shell("sh '" SLIX_FIXTURES_DIR "/vmdk/make_truncated_copies.sh' '" + dir.path() + "'");
     return true;
   }();

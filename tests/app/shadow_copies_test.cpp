@@ -61,6 +61,60 @@ TEST(snapshot_gate, repeats_and_annotations_across_states) {
   }
 }
 
+// Copies of the planted fixture (tests/fixtures/vss) with one field damaged:
+// a catalog or store header libvshadow refuses ends the reading of every
+// store; a store whose block list is damaged is named and the newer ones
+// still read (an older store reads through the newer ones' lists, so
+// damage to store 2's list reaches store 1 too).
+TEST(shadow_copies, damaged_catalog_and_store_are_named) {
+  constexpr uint64_t catalog = 10 << 20, store_1 = 12 << 20, store_2 = 13 << 20, block_list = 16384,
+                     record_type = 20, next_block = 40, machine_name = 128 + 64;
+  struct damage {
+    const char* what;
+    uint64_t at;
+    uint64_t value;  // written as 8 bytes, or as 1 when below 256
+    std::vector<std::string> vss;
+    int status;
+    std::string message;
+  };
+  const std::string damaged_catalog = "prob reading the shadow copies of {}: their catalog or a store's header is damaged";
+  const std::string unreadable_store = "prob reading shadow copy 1 of {}: it holds no NTFS volume\n";
+  for (const damage& d : std::vector<damage>{
+           {"catalog", catalog + record_type, 9, {"all"}, 255, damaged_catalog + "; the live volume alone is analysed\n"},
+           {"catalog", catalog + record_type, 9, {"1"}, 255, damaged_catalog + "\n"},
+           {"catalog", catalog + record_type, 9, {"list"}, 255, damaged_catalog + "\n"},
+           {"store 2 header", store_2 + record_type, 9, {"all"}, 255,
+            damaged_catalog + "; the live volume alone is analysed\n"},
+           // libvshadow would copy a name of 65535 bytes out of a 16 KiB block.
+           {"store 2 machine name", store_2 + machine_name, 0xFFFF, {"list"}, 255, damaged_catalog + "\n"},
+           {"store 1 block list", store_1 + block_list + record_type, 9, {"all"}, 255, unreadable_store},
+           {"store 1 block list", store_1 + block_list + record_type, 9, {"1"}, 255, unreadable_store},
+           {"store 1 block list", store_1 + block_list + record_type, 9, {"2"}, 0, ""},
+           {"store 1 block list", store_1 + block_list + record_type, 9, {"list"}, 0, ""},
+           // libvshadow would follow a list that names itself next for ever.
+           {"store 1 block list naming itself", store_1 + block_list + next_block, store_1 + block_list, {"1"}, 255,
+            "prob reading shadow copy 1 of {}: the store cannot be read\n"},
+           {"store 2 block list naming itself", store_2 + block_list + next_block, store_2 + block_list, {"all"}, 255,
+            "prob reading shadow copy 2 of {}: the store cannot be read\n"
+            "prob reading shadow copy 1 of {}: the store cannot be read\n"}}) {
+    const slix_test::temp_dir dir;
+    const std::string image = dir.file("vol_vss.img");
+    std::vector<uint8_t> bytes = slix_test::read_file(slix_test::fixture_workdir() + "/vol_vss.img");
+    ASSERT_GT(bytes.size(), d.at + 4);
+    for (size_t i = 0; i < (d.value < 256 ? 1 : 8); ++i) bytes[d.at + i] = static_cast<uint8_t>(d.value >> (8 * i));
+    slix_test::write_file(image, bytes);
+    std::vector<std::string> args{"-image", image, "-path", "\\docs", "-csv", "-quiet", "-vss"};
+    args.insert(args.end(), d.vss.begin(), d.vss.end());
+    const auto result = slix_test::run_slix(args);
+    std::string message = d.message;
+    for (size_t name; (name = message.find("{}")) != std::string::npos;) message.replace(name, 2, image);
+    EXPECT_EQ(result.status, d.status) << d.what << " -vss " << d.vss[0];
+    EXPECT_EQ(result.err, message) << d.what << " -vss " << d.vss[0];
+    const bool live_read = d.vss[0] == "all" || d.status == 0;
+    EXPECT_EQ(result.out.find("notes.txt") != std::string::npos, live_read && d.vss[0] != "list") << d.what;
+  }
+}
+
 // The CSV rows of a report, without the banner and the column header.
 std::vector<std::string> csv_rows(const std::string& report) {
   std::vector<std::string> rows;
