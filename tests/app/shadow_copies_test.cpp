@@ -115,6 +115,39 @@ TEST(shadow_copies, damaged_catalog_and_store_are_named) {
   }
 }
 
+// Drops the banner and the command line, which name the source.
+std::string without_header(const std::string& out) {
+  const size_t second = out.find('\n', out.find('\n') + 1);
+  return second == std::string::npos ? out : out.substr(second + 1);
+}
+
+// Every container serves the stores alike: qemu-img's copies of the planted
+// volume give the raw volume's reports, the stores' included.
+TEST(shadow_copies, every_container_reads_the_stores_as_the_raw_volume) {
+  if (!slix_test::have_tool("qemu-img")) GTEST_SKIP() << "qemu-img is not installed";
+  const slix_test::temp_dir dir;
+  const std::string raw = slix_test::fixture_workdir() + "/vol_vss.img";
+  const std::vector<std::vector<std::string>> option_sets = {
+      {"-vss", "list"}, {"-vss", "all", "-all", "-csv"}, {"-vss", "2", "-path", "\\docs", "-bodyfile"}};
+  for (const auto& [format, option] : std::vector<std::pair<std::string, std::string>>{
+           {"qcow2", "-image"}, {"vpc", "-image"}, {"vhdx", "-image"}, {"vmdk", "-vmdk"}}) {
+    const std::string copy = dir.file("vol_vss." + format);
+    int status = 0;
+    slix_test::shell("qemu-img convert -f raw -O " + format + " '" + raw + "' '" + copy + "'", &status);
+    ASSERT_EQ(status, 0) << format;
+    for (const auto& options : option_sets) {
+      std::vector<std::string> from_copy{option, copy, "-quiet"}, from_raw{"-image", raw, "-quiet"};
+      from_copy.insert(from_copy.end(), options.begin(), options.end());
+      from_raw.insert(from_raw.end(), options.begin(), options.end());
+      const auto a = slix_test::run_slix(from_copy), b = slix_test::run_slix(from_raw);
+      EXPECT_EQ(a.status, b.status) << format << " " << options[1];
+      EXPECT_EQ(a.err, b.err) << format << " " << options[1];
+      EXPECT_EQ(without_header(a.out), without_header(b.out)) << format << " " << options[1];
+      EXPECT_NE(b.out.find(options[1] == "list" ? "store 2:" : "notes.txt"), std::string::npos) << options[1];
+    }
+  }
+}
+
 // The CSV rows of a report, without the banner and the column header.
 std::vector<std::string> csv_rows(const std::string& report) {
   std::vector<std::string> rows;
