@@ -68,6 +68,32 @@ std::string unescaped(std::string_view shown) {
 
 // Names are scanned eight bytes at a time: every character must be found
 // wherever it falls in a word, and the shown form must read back exactly.
+// compare_lowered folds eight bytes at once; it must order every pair as the
+// lower-cased texts do, whatever bytes lie around 'A'..'Z' (the neighbours
+// '@' and '[', their lower-case and high-bit twins) and wherever the first
+// difference falls in or after a word.
+TEST(compare_lowered, orders_as_the_lowered_texts_do) {
+  const std::string alphabet = std::string("@AZ[`az{") + "\xC1\xDA\xE1\xFA\x80\xFF\x00";
+  uint64_t state = 12345;
+  const auto next = [&state] {
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    return static_cast<size_t>(state >> 33);
+  };
+  const auto sign = [](int value) { return (value > 0) - (value < 0); };
+  for (int round = 0; round < 20000; ++round) {
+    std::string a(next() % 20, ' ');
+    for (char& c : a) c = alphabet[next() % alphabet.size()];
+    std::string b = a.substr(0, next() % (a.size() + 1));
+    // Mostly a shared prefix, in either case, then anything.
+    for (char& c : b)
+      if (next() % 4 == 0) c = static_cast<char>(c ^ 0x20);
+    for (size_t extra = next() % 12; extra > 0; --extra) b += alphabet[next() % alphabet.size()];
+    const int expected = sign(vk::to_lower(a).compare(vk::to_lower(b)));
+    ASSERT_EQ(sign(vk::compare_lowered(a, b)), expected) << '"' << a << "\" vs \"" << b << '"';
+    ASSERT_EQ(sign(vk::compare_lowered(b, a)), -expected);
+  }
+}
+
 TEST(escape_form, hidden_characters_are_escaped_wherever_they_fall) {
   const std::pair<std::string, std::string> hidden[] = {
       {"\xC2\x80", "\\u0080"},     {"\xC2\x9B", "\\u009b"},     {"\xC2\x9F", "\\u009f"},
