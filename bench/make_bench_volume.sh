@@ -3,24 +3,32 @@
 # levels deep ("case NN\custodian NN\batch NN"), files in the leaf folders,
 # and every 20th file deleted again so that index nodes carry slack.
 #
-#   bench/make_bench_volume.sh [--force] [--leaf-dirs N] [--files F] [--name NAME]
+#   bench/make_bench_volume.sh [--force] [--leaf-dirs N] [--files F] [--name NAME] [--slack-heavy] [--size S]
+#
+# --slack-heavy numbers the files from 1 and, instead of every 20th file,
+# deletes files 10 to 19 and 100 of every fourth leaf folder: a tenth of
+# those folders' entries then lie in index slack, most of them in the nodes
+# that remain after the deletions (bench/work/slack_volume.img unless --name).
 #
 # Without options it makes bench/work/bench_volume.img: 2,000 leaf folders
 # (2,220 folders in all) of 100 files, 200,000 files.  --leaf-dirs takes 1
 # or a multiple of 100; --files sets the files per leaf folder; the image is
 # bench/work/NAME.img.  A finished image is kept (NAME.done marks it) unless
-# --force is given.  Needs root (a FUSE mount), mkntfs, ntfs-3g and python3.
+# --force is given.  --size sets the volume's size (4G; truncate's units).
+# Needs root (a FUSE mount), mkntfs, ntfs-3g and python3.
 set -euo pipefail
 
 bench_dir=$(cd "$(dirname "$0")" && pwd)
 out_dir="$bench_dir/work"
-force=false leaf_dirs_total=2000 files_per_leaf=100 name=bench_volume
+force=false leaf_dirs_total=2000 files_per_leaf=100 name=bench_volume slack_heavy=0 volume_size=4G
 while [[ $# -gt 0 ]]; do
   case $1 in
     --force) force=true ;;
     --leaf-dirs) leaf_dirs_total=$2; shift ;;
     --files) files_per_leaf=$2; shift ;;
     --name) name=$2; shift ;;
+    --size) volume_size=$2; shift ;;
+    --slack-heavy) slack_heavy=1; [[ $name == bench_volume ]] && name=slack_volume ;;
     *) echo "unknown option $1" >&2; exit 2 ;;
   esac
   shift
@@ -35,7 +43,6 @@ else
 fi
 image="$out_dir/$name.img"
 done_mark="$out_dir/$name.done"
-volume_size=4G
 delete_every=20
 
 if [[ $force == false && -f $done_mark && -f $image ]]; then
@@ -54,10 +61,22 @@ mkntfs -F -Q -q -s 512 -c 4096 -L slix_bench "$image" >/dev/null 2>&1
 
 mount_volume "$image" big_writes,noatime
 
-python3 - "$mnt" "$top_dirs" "$sub_dirs" "$leaf_dirs" "$files_per_leaf" "$delete_every" <<'EOF'
+python3 - "$mnt" "$top_dirs" "$sub_dirs" "$leaf_dirs" "$files_per_leaf" "$delete_every" "$slack_heavy" <<'EOF'
 import os, sys
 mnt = sys.argv[1]
-top, sub, leaf, files, every = (int(a) for a in sys.argv[2:])
+top, sub, leaf, files, every, slack_heavy = (int(a) for a in sys.argv[2:])
+first = 1 if slack_heavy else 0
+
+
+def doomed(folder_number, names):
+    """The files deleted again from one leaf folder."""
+    if not slack_heavy:
+        return names[every // 2::every]
+    if folder_number % 4 != 3:
+        return []
+    return [name for number, name in enumerate(names, first) if 10 <= number <= 19 or number == 100]
+
+
 kinds = ['invoice', 'photo', 'report', 'mail export', 'scan', 'contract draft']
 made = deleted = folders = 0
 for t in range(top):
@@ -67,14 +86,14 @@ for t in range(top):
             os.makedirs(folder)
             folders += 1
             names = [os.path.join(folder, '%s %05d%s.dat' % (kinds[i % len(kinds)], i, '_' * (i % 23)))
-                     for i in range(files)]
+                     for i in range(first, first + files)]
             for i, name in enumerate(names):
                 fd = os.open(name, os.O_CREAT | os.O_WRONLY, 0o644)
                 if i % 10 == 0:
                     os.write(fd, b'x' * (i * 13))
                 os.close(fd)
             made += len(names)
-            for name in names[every // 2::every]:
+            for name in doomed(folders - 1, names):
                 os.unlink(name)
                 deleted += 1
     print('  case %02d done: %d files made so far' % (t, made), flush=True)
