@@ -45,7 +45,9 @@ class snapshot_gate {
 
  private:
   struct identity_hash {
-    size_t operator()(const identity& id) const { return static_cast<size_t>(id.low ^ (id.high * 0x9e3779b97f4a7c15ULL)); }
+    size_t operator()(const identity& id) const {
+      return static_cast<size_t>(id.low ^ (id.high * 0x9e3779b97f4a7c15ULL));
+    }
   };
   bool reported_before(const identity& id) const { return m_reported.count(id) != 0; }
 

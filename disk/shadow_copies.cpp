@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
 
 #include "disk/libyal_image.h"
 #include "disk/shadow_lists.h"
@@ -150,7 +151,8 @@ struct store_handle {
   store_handle(const store_handle&) = delete;
   store_handle& operator=(const store_handle&) = delete;
   ~store_handle() {
-    if (store != nullptr) vshadow_call([&](libvshadow_error_t** error) { return libvshadow_store_free(&store, error); });
+    if (store == nullptr) return;
+    vshadow_call([&](libvshadow_error_t** error) { return libvshadow_store_free(&store, error); });
   }
 };
 
@@ -198,11 +200,53 @@ class shadow_store_disk final : public disk {
 
 shadow_volume::~shadow_volume() {
   if (opened) vshadow_call([&](libvshadow_error_t** error) { return libvshadow_volume_close(volume, error); });
-  if (volume != nullptr) vshadow_call([&](libvshadow_error_t** error) { return libvshadow_volume_free(&volume, error); });
+  if (volume != nullptr)
+    vshadow_call([&](libvshadow_error_t** error) { return libvshadow_volume_free(&volume, error); });
   if (handle != nullptr) bfio_call([&](libbfio_error_t** error) { return libbfio_handle_free(&handle, error); });
 }
 
 bool shadow_copies_supported() { return true; }
+
+namespace {
+
+// Where the volume lies on its disk, for the checks slix makes itself.
+struct volume_place {
+  disk& source;
+  uint64_t offset;
+  uint64_t size;
+};
+
+// libvshadow opens the catalog and reads every store header, once slix has
+// checked those headers; the number of stores, or nothing when either refuses.
+std::optional<int> open_catalog(shadow_volume& volume, const volume_place& place,
+                                const std::vector<shadow_store_lists>& lists) {
+  if (!store_headers_sound(place.source, place.offset, place.size, lists)) return std::nullopt;
+  volume.opened = vshadow_call([&](libvshadow_error_t** error) {
+    return libvshadow_volume_initialize(&volume.volume, error) == 1 &&
+           libvshadow_volume_open_file_io_handle(volume.volume, volume.handle, LIBVSHADOW_OPEN_READ, error) == 1;
+  });
+  int count = 0;
+  if (!volume.opened || vshadow_call([&](libvshadow_error_t** error) {
+        return libvshadow_volume_get_number_of_stores(volume.volume, &count, error);
+      }) != 1)
+    return std::nullopt;
+  return count;
+}
+
+// Each store as the catalog describes it, and whether its lists are sound.
+void describe_stores(shadow_opening& opening, shadow_volume& volume, const volume_place& place,
+                     const std::vector<shadow_store_lists>& lists, int count) {
+  for (int index = 0; index < count; ++index) {
+    std::array<uint8_t, 16> guid{};
+    opening.stores.push_back(describe_store(volume.volume, index, guid));
+    const auto entry =
+        std::find_if(lists.begin(), lists.end(), [&](const shadow_store_lists& l) { return l.guid == guid; });
+    volume.lists_sound.push_back(opening.stores.back().readable && entry != lists.end() &&
+                                 store_lists_sound(place.source, place.offset, place.size, *entry));
+  }
+}
+
+}  // namespace
 
 shadow_opening open_shadow_copies(disk& source, uint64_t volume_offset) {
   shadow_opening opening;
@@ -215,26 +259,12 @@ shadow_opening open_shadow_copies(disk& source, uint64_t volume_offset) {
   });
   if (signature != 1) return opening;
   opening.catalog = shadow_catalog::damaged;
-  const uint64_t volume_size = source.size() - volume_offset;
-  const std::vector<shadow_store_lists> lists = read_store_lists(source, volume_offset, volume_size);
-  if (!store_headers_sound(source, volume_offset, volume_size, lists)) return opening;
-  int count = 0;
-  volume->opened = vshadow_call([&](libvshadow_error_t** error) {
-    return libvshadow_volume_initialize(&volume->volume, error) == 1 &&
-           libvshadow_volume_open_file_io_handle(volume->volume, volume->handle, LIBVSHADOW_OPEN_READ, error) == 1;
-  });
-  if (!volume->opened || vshadow_call([&](libvshadow_error_t** error) {
-        return libvshadow_volume_get_number_of_stores(volume->volume, &count, error);
-      }) != 1)
-    return opening;
+  const volume_place place{source, volume_offset, source.size() - volume_offset};
+  const std::vector<shadow_store_lists> lists = read_store_lists(source, place.offset, place.size);
+  const std::optional<int> count = open_catalog(*volume, place, lists);
+  if (!count) return opening;
   opening.catalog = shadow_catalog::read;
-  for (int index = 0; index < count; ++index) {
-    std::array<uint8_t, 16> guid{};
-    opening.stores.push_back(describe_store(volume->volume, index, guid));
-    const auto entry = std::find_if(lists.begin(), lists.end(), [&](const shadow_store_lists& l) { return l.guid == guid; });
-    volume->lists_sound.push_back(opening.stores.back().readable && entry != lists.end() &&
-                                  store_lists_sound(source, volume_offset, volume_size, *entry));
-  }
+  describe_stores(opening, *volume, place, lists, *count);
   opening.volume = std::move(volume);
   return opening;
 }

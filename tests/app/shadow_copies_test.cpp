@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "app/snapshot_gate.h"
+#include "disk/shadow_copy_format.h"
 #include "test_support.h"
 
 namespace {
@@ -67,8 +68,10 @@ TEST(snapshot_gate, repeats_and_annotations_across_states) {
 // still read (an older store reads through the newer ones' lists, so
 // damage to store 2's list reaches store 1 too).
 TEST(shadow_copies, damaged_catalog_and_store_are_named) {
-  constexpr uint64_t catalog = 10 << 20, store_1 = 12 << 20, store_2 = 13 << 20, block_list = 16384,
-                     record_type = 20, next_block = 40, machine_name = 128 + 64;
+  // Where make_vss_volumes.sh put the catalog and the stores' structures.
+  constexpr uint64_t catalog = 10 << 20, store_1 = 12 << 20, store_2 = 13 << 20, block_list = vss_format::block_size;
+  constexpr uint64_t record_type = vss_format::record_type, next_block = vss_format::record_next,
+                     machine_name = vss_format::store_first_name;
   struct damage {
     const char* what;
     uint64_t at;
@@ -77,10 +80,12 @@ TEST(shadow_copies, damaged_catalog_and_store_are_named) {
     int status;
     std::string message;
   };
-  const std::string damaged_catalog = "prob reading the shadow copies of {}: their catalog or a store's header is damaged";
+  const std::string damaged_catalog =
+      "prob reading the shadow copies of {}: their catalog or a store's header is damaged";
   const std::string unreadable_store = "prob reading shadow copy 1 of {}: it holds no NTFS volume\n";
   for (const damage& d : std::vector<damage>{
-           {"catalog", catalog + record_type, 9, {"all"}, 255, damaged_catalog + "; the live volume alone is analysed\n"},
+           {"catalog", catalog + record_type, 9, {"all"}, 255,
+            damaged_catalog + "; the live volume alone is analysed\n"},
            {"catalog", catalog + record_type, 9, {"1"}, 255, damaged_catalog + "\n"},
            {"catalog", catalog + record_type, 9, {"list"}, 255, damaged_catalog + "\n"},
            {"store 2 header", store_2 + record_type, 9, {"all"}, 255,
@@ -160,8 +165,11 @@ std::vector<std::string> csv_rows(const std::string& report) {
 TEST(shadow_copies_windows, live_volume_reported_once_and_as_without_vss) {
   SLIX_REQUIRE_SHARED_TESTDATA();
   const std::string disk = slix_test::shared_workdir() + "/ntfs.raw";
-  const auto plain = slix_test::run_slix({"-image", disk, "-offset", "0x100000", "-all", "-csv", "-quiet"});
-  const auto every = slix_test::run_slix({"-image", disk, "-offset", "0x100000", "-all", "-csv", "-quiet", "-vss", "all"});
+  const std::vector<std::string> whole{"-image", disk, "-offset", "0x100000", "-all", "-csv", "-quiet"};
+  std::vector<std::string> with_stores = whole;
+  with_stores.insert(with_stores.end(), {"-vss", "all"});
+  const auto plain = slix_test::run_slix(whole);
+  const auto every = slix_test::run_slix(with_stores);
   ASSERT_EQ(plain.status, 0) << plain.err;
   ASSERT_EQ(every.status, 0) << every.err;
   std::vector<std::string> live;
