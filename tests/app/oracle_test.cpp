@@ -269,6 +269,11 @@ TEST(volume_oracle_windows, valid_entries_equal_fls_on_the_live_volume_and_every
   const slix_test::temp_dir mount;
   slix_test::shell("vshadowmount -o 1048576 '" + disk + "' '" + mount.path() + "' >/dev/null 2>&1", &status);
   if (status != 0) GTEST_SKIP() << "vshadowmount cannot mount the stores (no FUSE)";
+  // Unmounted however the test ends, before the folder is removed.
+  const struct unmount {
+    std::string path;
+    ~unmount() { slix_test::shell("fusermount -u '" + path + "' 2>/dev/null || umount '" + path + "'"); }
+  } mounted{mount.path()};
   for (const std::string store : {"1", "2"}) {
     const std::string store_listing = slix_test::shell("fls -r -p '" + mount.path() + "/vss" + store + "'", &status);
     EXPECT_EQ(status, 0) << "store " << store;
@@ -278,7 +283,6 @@ TEST(volume_oracle_windows, valid_entries_equal_fls_on_the_live_volume_and_every
     EXPECT_EQ(result.status, 0) << result.err;
     expect_same_children(result.out, store_listing);
   }
-  slix_test::shell("fusermount -u '" + mount.path() + "' 2>/dev/null || umount '" + mount.path() + "'");
 }
 
 }  // namespace
