@@ -141,7 +141,8 @@ std::optional<indx_entry> carve_entry(const vk::le_reader& slack, uint64_t q, so
   indx_entry carved = decode_entry_fields(at);
   carved.is_valid = false;
   carved.offset = slack_offset + q;
-  carved.name = vk::trim(decode_entry_name(at, units), name_trim_chars);
+  carved.name = decode_entry_name(at, units);
+  vk::trim_in_place(carved.name, name_trim_chars);
   if (carved.name.empty()) return std::nullopt;
   return carved;
 }

@@ -74,6 +74,12 @@ std::string trim(std::string_view text, std::string_view chars) {
   return std::string(text.substr(first, last - first + 1));
 }
 
+void trim_in_place(std::string& text, std::string_view chars) {
+  // Past the last kept character (0 when none is kept), then up to the first.
+  text.erase(text.find_last_not_of(chars) + 1);
+  text.erase(0, text.find_first_not_of(chars));
+}
+
 std::string replace_all(std::string_view text, std::string_view from, std::string_view to) {
   std::string out;
   if (from.empty()) return std::string(text);

@@ -19,6 +19,8 @@ int compare_lowered(std::string_view a, std::string_view b);
 
 // Removes leading and trailing characters found in `chars`.
 std::string trim(std::string_view text, std::string_view chars = " \t\r\n");
+// The same, in place: no second string is made.
+void trim_in_place(std::string& text, std::string_view chars = " \t\r\n");
 
 // Replaces every occurrence of `from` (non-empty) by `to`.
 std::string replace_all(std::string_view text, std::string_view from, std::string_view to);

@@ -94,6 +94,14 @@ TEST(compare_lowered, orders_as_the_lowered_texts_do) {
   }
 }
 
+TEST(trim, in_place_keeps_what_trim_keeps) {
+  for (const std::string text : {"", " ", " \t\r\n", "a", " a", "a ", " a b \n", "\tname.txt\r\n", "x\0 "}) {
+    std::string trimmed = text;
+    vk::trim_in_place(trimmed);
+    EXPECT_EQ(trimmed, vk::trim(text)) << '"' << text << '"';
+  }
+}
+
 TEST(escape_form, hidden_characters_are_escaped_wherever_they_fall) {
   const std::pair<std::string, std::string> hidden[] = {
       {"\xC2\x80", "\\u0080"},     {"\xC2\x9B", "\\u009b"},     {"\xC2\x9F", "\\u009f"},
