@@ -276,6 +276,8 @@ std::string slix_ewf_reader::load() {
 
 }  // namespace
 
+bool ewf_reader_built() { return true; }
+
 std::unique_ptr<ewf_reader> ewf_reader::open(std::span<disk* const> segments, std::string& refusal) {
   if (segments.empty() || segments.size() > UINT16_MAX) {
     refusal = "no segments, or more than a set can number";
@@ -288,6 +290,8 @@ std::unique_ptr<ewf_reader> ewf_reader::open(std::span<disk* const> segments, st
 }
 
 #else
+
+bool ewf_reader_built() { return false; }
 
 std::unique_ptr<ewf_reader> ewf_reader::open(std::span<disk* const>, std::string& refusal) {
   refusal = "slix was built without libdeflate";

@@ -16,6 +16,9 @@
 #include "disk/container.h"
 #include "disk/disk.h"
 
+// False when slix was built without libdeflate: libewf reads every set.
+bool ewf_reader_built();
+
 class ewf_reader {
  public:
   // Opens the set whose segment files are `segments`, in set order; they

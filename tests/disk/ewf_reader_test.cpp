@@ -50,6 +50,7 @@ comparison compare_readers(const std::string& path) {
 }
 
 TEST(ewf_reader, reads_every_sound_fixture_as_libewf_does) {
+  if (!ewf_reader_built()) GTEST_SKIP() << "built without libdeflate: libewf reads every E01 set";
   for (const char* name : {"ntfs-disk.E01", "ntfs-disk-nocomp.E01", "ntfs-multi.E01"}) {
     const comparison seen = compare_readers(unpacked(name));
     EXPECT_TRUE(seen.opened) << name << ": slix's reader refused a set ewfacquire made";
@@ -94,6 +95,7 @@ uint64_t section_at(const std::vector<uint8_t>& file, const std::string& type, u
 }
 
 TEST(ewf_reader, refuses_what_it_cannot_trust) {
+  if (!ewf_reader_built()) GTEST_SKIP() << "built without libdeflate: libewf reads every E01 set";
   const damage cases[] = {
       {"ntfs-disk.E01", "sectors", 76 + 100, false},           // inside the first compressed chunk
       {"ntfs-disk.E01", "sectors", -2, false},                 // the last chunk's stream checksum
