@@ -180,6 +180,8 @@ class ewf_disk final : public disk {
     const size_t take = static_cast<size_t>(std::min<uint64_t>(buffer.size(), bytes - in_chunk));
     if (in_chunk == 0 && take == bytes) {
       if (!read_chunk(index, buffer.first(take))) return false;
+    } else if (!in_cache(index) && m_reader->read_checked_part(index, in_chunk, buffer.first(take))) {
+      // A stored chunk checked before: only the bytes wanted are read.
     } else {
       const cached_chunk* cached = chunk_in_cache(index);
       if (cached == nullptr) return false;
@@ -187,6 +189,10 @@ class ewf_disk final : public disk {
     }
     done += take;
     return true;
+  }
+
+  bool in_cache(uint64_t index) const {
+    return std::any_of(m_cache.begin(), m_cache.end(), [index](const cached_chunk& slot) { return slot.index == index; });
   }
 
   const cached_chunk* chunk_in_cache(uint64_t index) {

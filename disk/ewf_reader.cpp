@@ -72,6 +72,14 @@ class slix_ewf_reader final : public ewf_reader {
   uint64_t chunk_size() const override { return m_geometry.chunk_size; }
   uint64_t chunk_count() const override { return m_geometry.chunk_count; }
 
+  bool read_checked_part(uint64_t index, uint64_t in_chunk, std::span<uint8_t> out) override {
+    if (index >= chunk_count() || !m_checked[index]) return false;
+    const uint64_t bytes = chunk_bytes(index);
+    if (in_chunk > bytes || out.size() > bytes - in_chunk) return false;
+    const chunk_place place = locate(index);
+    return m_segments[place.segment]->read_exact(place.offset + in_chunk, out);
+  }
+
   bool read_chunk(uint64_t index, std::span<uint8_t> out) override {
     if (index >= chunk_count() || out.size() != chunk_bytes(index) || m_inflater == nullptr) return false;
     const chunk_place place = locate(index);
@@ -79,9 +87,11 @@ class slix_ewf_reader final : public ewf_reader {
     if (!place.compressed) {
       // The chunk as it is, then the Adler-32 of its bytes.
       std::array<uint8_t, fmt::stored_chunk_checksum_size> checksum{};
-      return place.stored == out.size() + checksum.size() && file.read_exact(place.offset, out) &&
-             file.read_exact(place.offset + out.size(), checksum) &&
-             vk::le_reader(checksum).u32(0) == adler32(out);
+      const bool sound = place.stored == out.size() + checksum.size() && file.read_exact(place.offset, out) &&
+                         file.read_exact(place.offset + out.size(), checksum) &&
+                         vk::le_reader(checksum).u32(0) == adler32(out);
+      if (sound) m_checked[index] = true;
+      return sound;
     }
     m_packed.resize(place.stored);
     if (!file.read_exact(place.offset, m_packed)) return false;
@@ -113,6 +123,7 @@ class slix_ewf_reader final : public ewf_reader {
   std::vector<chunk_table> m_tables;
   std::vector<uint32_t> m_entries;
   std::vector<uint8_t> m_packed;
+  std::vector<bool> m_checked;  // stored chunks whose checksum matched, by index
 };
 
 // The walk of one segment's sections, adding its tables to the reader.
@@ -271,6 +282,7 @@ std::string slix_ewf_reader::load() {
   if (!volume_seen) return "no volume section";
   const uint64_t listed = m_tables.empty() ? 0 : m_tables.back().first_chunk + m_tables.back().count;
   if (listed != m_geometry.chunk_count) return "tables that list fewer chunks than the volume holds";
+  m_checked.assign(m_geometry.chunk_count, false);
   return "";
 }
 

@@ -41,6 +41,11 @@ class ewf_reader {
   // chunk's size or fails its checksum, a stored chunk of the wrong size or
   // checksum, a short read.
   virtual bool read_chunk(uint64_t index, std::span<uint8_t> out) = 0;
+  // Reads `out` from `in_chunk` bytes into chunk `index`, straight from its
+  // file, when the chunk is stored as it is and read_chunk has checked it
+  // whole before; false otherwise (nothing read).  Records and index blocks
+  // read again after the scan then cost only their own bytes.
+  virtual bool read_checked_part(uint64_t index, uint64_t in_chunk, std::span<uint8_t> out) = 0;
 };
 
 // Who reads an E01 set: slix's reader with libewf behind it for what the
