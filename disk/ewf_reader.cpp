@@ -78,11 +78,6 @@ struct media_geometry {
   uint64_t size = 0;
 };
 
-// A refusal: the reason the set is left to libewf.
-struct refused {
-  std::string reason;
-};
-
 class section_walk;
 
 class slix_ewf_reader final : public ewf_reader {
