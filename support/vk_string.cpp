@@ -1,6 +1,7 @@
 #include "support/vk_string.h"
 
 #include <bit>
+#include <cstring>
 
 #include "support/byte_words.h"
 #include "support/number_text.h"
@@ -239,13 +240,35 @@ std::string utf16le_to_utf8(std::span<const uint8_t> bytes, size_t units) {
   return out;
 }
 
+namespace {
+
+// How many of the first `units` UTF-16LE units are ASCII: four units (one
+// word) at a time, where each even byte must be below 0x80 and each odd byte
+// zero.
+size_t leading_ascii_units(std::span<const uint8_t> bytes, size_t units) {
+  size_t i = 0;
+  if constexpr (std::endian::native == std::endian::little) {
+    for (; i + 4 <= units; i += 4) {
+      uint64_t word = 0;
+      std::memcpy(&word, bytes.data() + 2 * i, sizeof word);
+      if ((word & 0xFF80FF80FF80FF80ULL) != 0) break;
+    }
+  }
+  while (i < units && bytes[2 * i + 1] == 0 && bytes[2 * i] < 0x80) ++i;
+  return i;
+}
+
+}  // namespace
+
 void append_utf16le_as_utf8(std::string& out, std::span<const uint8_t> bytes, size_t units) {
   if (units > bytes.size() / 2) units = bytes.size() / 2;
   auto unit_at = [&](size_t i) -> uint32_t { return bytes[2 * i] | (uint32_t{bytes[2 * i + 1]} << 8); };
   out.reserve(out.size() + units);
-  size_t i = 0;
   // Most names are ASCII: those units go straight across.
-  while (i < units && bytes[2 * i + 1] == 0 && bytes[2 * i] < 0x80) out.push_back(static_cast<char>(bytes[2 * i++]));
+  size_t i = leading_ascii_units(bytes, units);
+  const size_t start = out.size();
+  out.resize(start + i);
+  for (size_t k = 0; k < i; ++k) out[start + k] = static_cast<char>(bytes[2 * k]);
   for (; i < units; ++i) {
     const uint32_t u = unit_at(i);
     if (is_high_surrogate(u) && i + 1 < units && is_low_surrogate(unit_at(i + 1))) {

@@ -41,6 +41,18 @@ TEST(utf16_conversion, converts_pairs_and_replaces_unpaired_surrogates) {
   EXPECT_EQ(vk::utf16le_to_utf8(utf16({0xD83D, 'x'}), 2), "\xEF\xBF\xBDx");
   EXPECT_EQ(vk::utf16le_to_utf8(utf16({0xDE00}), 1), "\xEF\xBF\xBD");
   EXPECT_EQ(vk::utf16le_to_utf8(utf16({'a', 'b'}), 5), "ab");  // never past the bytes
+  // ASCII runs are taken four units at a time: whatever follows must be
+  // found at any place in or after a group of four.
+  for (size_t run = 0; run < 10; ++run) {
+    for (const char16_t next : {u'\u00E9', u'\u0100', u'\u0080', u'\u4E2D'}) {
+      std::vector<uint8_t> bytes;
+      for (size_t i = 0; i < run; ++i) bytes.insert(bytes.end(), {'n', 0});
+      const std::vector<uint8_t> tail = utf16({next, u'z'});
+      bytes.insert(bytes.end(), tail.begin(), tail.end());
+      const std::string expected = std::string(run, 'n') + vk::utf16le_to_utf8(utf16({next}), 1) + "z";
+      EXPECT_EQ(vk::utf16le_to_utf8(bytes, run + 2), expected) << run;
+    }
+  }
   EXPECT_EQ(vk::utf8_to_utf16("a\xC3\xA9\xF0\x9F\x98\x80"), (std::u16string{u'a', 0xE9, 0xD83D, 0xDE00}));
 }
 
