@@ -178,8 +178,6 @@ class ewf_disk final : public disk {
     const uint64_t in_chunk = at % chunk_size;
     const uint64_t bytes = m_reader->chunk_bytes(index);
     const size_t take = static_cast<size_t>(std::min<uint64_t>(buffer.size(), bytes - in_chunk));
-    if (const uint64_t run = whole_chunks_at(index, in_chunk, buffer.size()); run > 1)
-      return read_run(index, run, buffer, done);
     if (in_chunk == 0 && take == bytes) {
       if (!read_chunk(index, buffer.first(take))) return false;
     } else if (!in_cache(index) && m_reader->read_checked_part(index, in_chunk, buffer.first(take))) {
@@ -190,29 +188,6 @@ class ewf_disk final : public disk {
       std::copy_n(cached->bytes.begin() + static_cast<std::ptrdiff_t>(in_chunk), take, buffer.begin());
     }
     done += take;
-    return true;
-  }
-
-  // How many whole chunks from `index` a read of `wanted` bytes starting
-  // `in_chunk` into it covers (the media's shorter last chunk not counted).
-  uint64_t whole_chunks_at(uint64_t index, uint64_t in_chunk, size_t wanted) const {
-    if (in_chunk != 0) return 0;
-    return std::min<uint64_t>(wanted / m_reader->chunk_size(), m_reader->chunk_count() - 1 - index);
-  }
-
-  // Reads `run` whole chunks from `index` into the start of `buffer`; a chunk
-  // slix's reader cannot trust goes to libewf.
-  bool read_run(uint64_t index, uint64_t run, std::span<uint8_t> buffer, size_t& done) {
-    const uint64_t chunk_size = m_reader->chunk_size();
-    std::vector<uint64_t> untrusted;
-    m_reader->read_chunks(index, run, buffer.first(run * chunk_size), untrusted);
-    for (const uint64_t bad : untrusted) {
-      if (!read_untrusted_chunk(bad, buffer.subspan((bad - index) * chunk_size, chunk_size))) {
-        done += (bad - index) * chunk_size;
-        return false;
-      }
-    }
-    done += run * chunk_size;
     return true;
   }
 

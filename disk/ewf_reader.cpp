@@ -5,9 +5,7 @@
 
 #include <algorithm>
 #include <array>
-#include <future>
 #include <string_view>
-#include <system_error>
 
 #include "disk/container_format.h"
 #include "disk/ewf_format.h"
@@ -46,7 +44,8 @@ struct chunk_place {
   bool compressed = false;
 };
 
-// What inflating one chunk needs: each thread that reads chunks has its own.
+// What inflating one chunk needs: libdeflate's decompressor and a buffer
+// for the stream, both kept from chunk to chunk.
 class chunk_decoder {
  public:
   chunk_decoder() : m_inflater(libdeflate_alloc_decompressor()) {}
@@ -68,9 +67,6 @@ class chunk_decoder {
   libdeflate_decompressor* m_inflater = nullptr;
   std::vector<uint8_t> m_packed;
 };
-
-// Reads of this many whole chunks or more are shared with a second thread.
-constexpr uint64_t shared_read_chunks = 8;
 
 struct media_geometry {
   uint64_t chunk_count = 0;
@@ -99,45 +95,7 @@ class slix_ewf_reader final : public ewf_reader {
     return m_segments[place.segment]->read_exact(place.offset + in_chunk, out);
   }
 
-  bool read_chunk(uint64_t index, std::span<uint8_t> out) override { return read_chunk_with(m_decoder, index, out); }
-
-  void read_chunks(uint64_t first, uint64_t count, std::span<uint8_t> out, std::vector<uint64_t>& untrusted) override {
-    if (count < shared_read_chunks) {
-      read_run(m_decoder, first, first + count, out, untrusted);
-      return;
-    }
-    // Inflating is most of an E01's cost: the second half of a long read
-    // goes to a thread of its own, with its own decoder.  The chunks are
-    // independent and land in separate parts of `out`.
-    const uint64_t middle = first + count / 2;
-    std::vector<uint64_t> second_untrusted;
-    std::future<void> second;
-    try {
-      second = std::async(std::launch::async,
-                          [&] { read_run(m_helper, middle, first + count, out, second_untrusted, first); });
-    } catch (const std::system_error&) {
-      read_run(m_decoder, first, first + count, out, untrusted);  // no thread to be had
-      return;
-    }
-    read_run(m_decoder, first, middle, out, untrusted);
-    second.wait();
-    untrusted.insert(untrusted.end(), second_untrusted.begin(), second_untrusted.end());
-  }
-
- private:
-  friend class section_walk;
-
-  // Chunks [from, to) into `out`, which starts with chunk `out_first`.
-  void read_run(chunk_decoder& decoder, uint64_t from, uint64_t to, std::span<uint8_t> out,
-                std::vector<uint64_t>& untrusted, uint64_t out_first = UINT64_MAX) {
-    if (out_first == UINT64_MAX) out_first = from;
-    for (uint64_t index = from; index < to; ++index) {
-      const uint64_t at = (index - out_first) * chunk_size();
-      if (!read_chunk_with(decoder, index, out.subspan(at, chunk_bytes(index)))) untrusted.push_back(index);
-    }
-  }
-
-  bool read_chunk_with(chunk_decoder& decoder, uint64_t index, std::span<uint8_t> out) {
+  bool read_chunk(uint64_t index, std::span<uint8_t> out) override {
     if (index >= chunk_count() || out.size() != chunk_bytes(index)) return false;
     const chunk_place place = locate(index);
     disk& file = *m_segments[place.segment];
@@ -147,11 +105,14 @@ class slix_ewf_reader final : public ewf_reader {
       const bool sound = place.stored == out.size() + checksum.size() && file.read_exact(place.offset, out) &&
                          file.read_exact(place.offset + out.size(), checksum) &&
                          vk::le_reader(checksum).u32(0) == adler32(out);
-      if (sound) m_checked[index] = 1;
+      if (sound) m_checked[index] = true;
       return sound;
     }
-    return decoder.inflate(file, place.offset, place.stored, out);
+    return m_decoder.inflate(file, place.offset, place.stored, out);
   }
+
+ private:
+  friend class section_walk;
 
   chunk_place locate(uint64_t index) const {
     const auto after = std::upper_bound(m_tables.begin(), m_tables.end(), index,
@@ -168,13 +129,10 @@ class slix_ewf_reader final : public ewf_reader {
 
   std::vector<disk*> m_segments;
   chunk_decoder m_decoder;
-  chunk_decoder m_helper;  // the second thread's
   media_geometry m_geometry;
   std::vector<chunk_table> m_tables;
   std::vector<uint32_t> m_entries;
-  // Stored chunks whose checksum matched, by index: bytes, not bits, so the
-  // two threads of a shared read never write the same word.
-  std::vector<uint8_t> m_checked;
+  std::vector<bool> m_checked;  // stored chunks whose checksum matched, by index
 };
 
 // The walk of one segment's sections, adding its tables to the reader.
@@ -324,7 +282,7 @@ class section_walk {
 };
 
 std::string slix_ewf_reader::load() {
-  if (!m_decoder.ready() || !m_helper.ready()) return "no memory for an inflater";
+  if (!m_decoder.ready()) return "no memory for an inflater";
   bool volume_seen = false;
   for (size_t i = 0; i < m_segments.size(); ++i) {
     const std::string problem = section_walk(*this, static_cast<uint32_t>(i), i + 1 == m_segments.size(), volume_seen).run();
@@ -333,7 +291,7 @@ std::string slix_ewf_reader::load() {
   if (!volume_seen) return "no volume section";
   const uint64_t listed = m_tables.empty() ? 0 : m_tables.back().first_chunk + m_tables.back().count;
   if (listed != m_geometry.chunk_count) return "tables that list fewer chunks than the volume holds";
-  m_checked.assign(m_geometry.chunk_count, 0);
+  m_checked.assign(m_geometry.chunk_count, false);
   return "";
 }
 

@@ -41,12 +41,6 @@ class ewf_reader {
   // chunk's size or fails its checksum, a stored chunk of the wrong size or
   // checksum, a short read.
   virtual bool read_chunk(uint64_t index, std::span<uint8_t> out) = 0;
-  // Reads chunks [first, first + count) whole into `out`, one after another
-  // (all but the media's last chunk are chunk_size() long); a long run is
-  // shared with a second thread.  The chunks read_chunk would refuse are
-  // listed in `untrusted`, in order.
-  virtual void read_chunks(uint64_t first, uint64_t count, std::span<uint8_t> out,
-                           std::vector<uint64_t>& untrusted) = 0;
   // Reads `out` from `in_chunk` bytes into chunk `index`, straight from its
   // file, when the chunk is stored as it is and read_chunk has checked it
   // whole before; false otherwise (nothing read).  Records and index blocks

@@ -46,8 +46,8 @@ comparison compare_readers(const std::string& path) {
     EXPECT_TRUE(std::equal(got.begin(), got.begin() + static_cast<std::ptrdiff_t>(wanted), expected.begin()))
         << path << " at " << at;
   }
-  // Reads of 1 MiB, as the MFT is scanned: their chunks are inflated on two
-  // threads, and a chunk slix's reader refuses is read by libewf in the middle.
+  // Reads of 1 MiB, as the MFT is scanned: a chunk slix's reader refuses is
+  // read by libewf in the middle of one.
   std::vector<uint8_t> large(1 << 20), large_expected(large.size()), large_mixed(large.size());
   for (uint64_t at = 0; at < size; at += large.size()) {
     const size_t wanted = reference.source->read(at, large_expected);
