@@ -57,10 +57,13 @@ class chunk_decoder {
   // A zlib stream that inflates to exactly out.size() bytes; libdeflate
   // checks the stream's own Adler-32.
   bool inflate(disk& file, uint64_t offset, uint64_t stored, std::span<uint8_t> out) {
-    m_packed.resize(stored);
-    return m_inflater != nullptr && file.read_exact(offset, m_packed) &&
-           libdeflate_zlib_decompress(m_inflater, m_packed.data(), m_packed.size(), out.data(), out.size(),
-                                      nullptr) == LIBDEFLATE_SUCCESS;
+    // The buffer only grows: streams differ in size from chunk to chunk, and
+    // a resize each time would clear the bytes it adds.
+    if (m_packed.size() < stored) m_packed.resize(stored);
+    const std::span<uint8_t> packed = std::span<uint8_t>(m_packed).first(stored);
+    return m_inflater != nullptr && file.read_exact(offset, packed) &&
+           libdeflate_zlib_decompress(m_inflater, packed.data(), packed.size(), out.data(), out.size(), nullptr) ==
+               LIBDEFLATE_SUCCESS;
   }
 
  private:
