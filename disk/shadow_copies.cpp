@@ -104,7 +104,8 @@ off64_t seek_io(intptr_t* handle, off64_t offset, int whence, libbfio_error_t**)
   if (whence == SEEK_CUR) base = static_cast<int64_t>(io.position);
   if (whence == SEEK_END) base = static_cast<int64_t>(io.size);
   if (whence != SEEK_SET && whence != SEEK_CUR && whence != SEEK_END) return -1;
-  if (offset < 0 ? base < -offset : offset > INT64_MAX - base) return -1;
+  // The lowest offset has no negation: it reaches before any base.
+  if (offset < 0 ? offset == INT64_MIN || base < -offset : offset > INT64_MAX - base) return -1;
   io.position = static_cast<uint64_t>(base + offset);
   return static_cast<off64_t>(io.position);
 }
