@@ -81,6 +81,40 @@ TEST(ewf_reader, reads_every_sound_fixture_as_libewf_does) {
   }
 }
 
+// The layouts of the writers ewfacquire imitates, stored and deflated, of
+// 8,000,000 bytes (the last chunk short): EnCase 2 to 7, linen and FTK
+// Imager are read by slix's reader; the original EWF and SMART layouts (a
+// 94-byte volume section) and EWFX (an xheader section) are left to libewf.
+TEST(ewf_reader, reads_each_writers_layout_as_libewf_does) {
+  if (!ewf_reader_built()) GTEST_SKIP() << "built without libdeflate: libewf reads every E01 set";
+  if (!slix_test::have_tool("ewfacquire")) GTEST_SKIP() << "ewfacquire (ewf-tools) is absent";
+  struct layout {
+    const char* format;
+    const char* first_segment;  // its extension
+    bool read_by_slix;
+  };
+  const layout layouts[] = {
+      {"encase2", ".E01", true}, {"encase4", ".E01", true}, {"encase5", ".E01", true}, {"encase6", ".E01", true},
+      {"encase7", ".E01", true}, {"linen6", ".E01", true},  {"ftk", ".E01", true},     {"ewf", ".e01", false},
+      {"smart", ".s01", false},  {"ewfx", ".e01", false},
+  };
+  slix_test::temp_dir tmp;
+  const std::string source = unpacked("mbr-130-logical.raw");
+  for (const layout& l : layouts) {
+    for (const char* compression : {"none", "deflate:best"}) {
+      const std::string name = tmp.file(std::string(l.format) + (compression[0] == 'n' ? "-stored" : "-deflate"));
+      int status = 0;
+      slix_test::shell(std::string("ewfacquire -u -q -f ") + l.format + " -c " + compression +
+                           " -B 8000000 -C c -E 1 -e e -D d -N none -t '" + name + "' '" + source + "' >/dev/null 2>&1",
+                       &status);
+      ASSERT_EQ(status, 0) << l.format << " " << compression;
+      const comparison seen = compare_readers(name + l.first_segment);
+      EXPECT_EQ(seen.opened, l.read_by_slix) << l.format << " " << compression;
+      EXPECT_EQ(seen.refused, 0u) << l.format << " " << compression;
+    }
+  }
+}
+
 TEST(ewf_reader, leaves_damaged_sets_to_libewf) {
   // Truncated, swapped and garbage sets: slix's reader refuses them whole
   // (the segment checks before it keep their messages).
