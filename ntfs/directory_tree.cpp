@@ -95,7 +95,12 @@ class mft_scan {
     }
     if (!summary.is_directory()) return;
     m_dirs.insert(entry);
-    m_volume.caches().records[entry] = std::move(summary);
+    volume_caches& caches = m_volume.caches();
+    caches.records[entry] = std::move(summary);
+    if (caches.directory_record_bytes + record.size() <= directory_record_budget) {
+      caches.directory_records.emplace(entry, byte_array(record.begin(), record.end()));
+      caches.directory_record_bytes += record.size();
+    }
   }
 
   // Directories whose names live only in extension records get them now

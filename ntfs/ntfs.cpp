@@ -167,6 +167,11 @@ std::optional<uint64_t> CNtfs::record_position(uint64_t entry) const {
 
 bool CNtfs::fetch_record(byte_array& buffer, bool& bad, uint64_t entry) {
   bad = false;
+  // A directory record the scan kept is the record a read would give.
+  if (const auto kept = m_caches.directory_records.find(entry); kept != m_caches.directory_records.end()) {
+    buffer = kept->second;
+    return true;
+  }
   buffer.assign(m_mft_record_size, 0);
   if (!read_volume(record_position(entry).value_or(0), buffer)) return false;
   switch (fix_up_record(buffer, m_bytes_per_sector)) {

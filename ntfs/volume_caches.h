@@ -34,10 +34,20 @@ struct directory_child {
   std::u16string folded_name;  // filled by path lookup when it caches the directory
 };
 
+// The bytes of directory records the whole-volume scan keeps for the
+// analysis, which fetches each directory's record again: enough for a few
+// thousand directories, and no more on a volume of any size.
+constexpr size_t directory_record_budget = size_t{4} << 20;
+
 struct volume_caches {
   std::unordered_map<uint64_t, record_summary> records;
   // The whole-volume scan filled `records` for every directory.
   bool scanned = false;
+  // Directory records as the scan read and fixed them up, by entry, up to
+  // directory_record_budget bytes: fetching them again costs no read (and,
+  // from an E01, no chunk inflated again).
+  std::unordered_map<uint64_t, byte_array> directory_records;
+  size_t directory_record_bytes = 0;
   std::map<uint64_t, std::vector<directory_child>> children;
   // The volume's case folding, read on the first lookup.
   std::optional<name_folding> folding;

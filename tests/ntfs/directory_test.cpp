@@ -146,6 +146,19 @@ TEST(directory_tree, paths_and_broken_chains) {
   std::set<uint64_t> dirs;
   ASSERT_TRUE(list_directories(*ntfs, dirs));
   EXPECT_EQ(dirs, (std::set<uint64_t>{5, 20, 21, 22, 23, 30, 31}));
+  // The scan keeps the directories' records: fetching one again gives what a
+  // read of a volume never scanned gives, fixed up.
+  EXPECT_EQ(ntfs->caches().directory_records.size(), dirs.size());
+  const std::unique_ptr<CNtfs> unscanned = CNtfs::open(source, 0);
+  ASSERT_TRUE(unscanned);
+  for (const uint64_t dir : dirs) {
+    byte_array kept, read;
+    bool kept_bad = true, read_bad = true;
+    ASSERT_TRUE(ntfs->fetch_record(kept, kept_bad, dir)) << dir;
+    ASSERT_TRUE(unscanned->fetch_record(read, read_bad, dir)) << dir;
+    EXPECT_EQ(kept, read) << dir;
+    EXPECT_EQ(kept_bad, read_bad) << dir;
+  }
 }
 
 TEST(path_lookup, resolves_segments_from_the_root_and_ends_link_loops) {
