@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace vk {
@@ -13,12 +15,15 @@ namespace vk {
 class number_text {
  public:
   // Zero-filled lower-case hexadecimal of at least `width` digits, no prefix.
+  // All sixteen digits are made eight at a time, then the leading zeros not
+  // asked for are left out.
   static number_text hex(uint64_t value, int width = 0) {
     number_text text;
-    do {
-      text.push(hex_digits[value & 0x0F]);
-      value >>= 4;
-    } while (value != 0);
+    text.m_start -= 16;
+    put_hex8(&text.m_chars[text.m_start], static_cast<uint32_t>(value >> 32));
+    put_hex8(&text.m_chars[text.m_start + 8], static_cast<uint32_t>(value));
+    const int digits = value == 0 ? 1 : (std::bit_width(value) + 3) / 4;
+    text.m_start += static_cast<size_t>(16 - std::max(digits, std::min(width, 16)));
     text.fill_to(width);
     return text;
   }
@@ -58,13 +63,30 @@ class number_text {
   std::string_view view() const { return {m_chars.data() + m_start, m_chars.size() - m_start}; }
 
  private:
-  static constexpr std::string_view hex_digits = "0123456789abcdef";
   static constexpr std::string_view digit_pairs =
       "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
       "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
       "8081828384858687888990919293949596979899";
 
   void push(char c) { m_chars[--m_start] = c; }
+  // The eight hexadecimal digits of `value`, most significant first: each
+  // nibble spread to a byte of its own, then turned into its digit in every
+  // byte at once ('0' + n, and 39 more for n above 9, giving 'a' to 'f').
+  static void put_hex8(char* out, uint32_t value) {
+    uint64_t spread = value;
+    spread = (spread | spread << 16) & 0x0000FFFF0000FFFFULL;
+    spread = (spread | spread << 8) & 0x00FF00FF00FF00FFULL;
+    spread = (spread | spread << 4) & 0x0F0F0F0F0F0F0F0FULL;
+    // Now the lowest nibble is in the lowest byte; the text wants it last.
+    const uint64_t above_nine = ((spread + 0x0606060606060606ULL) >> 4) & 0x0101010101010101ULL;
+    const uint64_t digits = spread + 0x3030303030303030ULL + above_nine * 39;
+    if constexpr (std::endian::native == std::endian::little) {
+      const uint64_t in_order = __builtin_bswap64(digits);
+      std::memcpy(out, &in_order, sizeof in_order);
+    } else {
+      std::memcpy(out, &digits, sizeof digits);
+    }
+  }
   void push_pair(unsigned pair) {
     push(digit_pairs[2 * pair + 1]);
     push(digit_pairs[2 * pair]);

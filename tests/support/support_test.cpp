@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdio>
 
 #include "support/file_util.h"
 #include "support/le_reader.h"
+#include "support/number_text.h"
 #include "support/vk_string.h"
 #include "support/vk_time.h"
 #include "test_support.h"
@@ -111,6 +113,21 @@ TEST(trim, in_place_keeps_what_trim_keeps) {
     std::string trimmed = text;
     vk::trim_in_place(trimmed);
     EXPECT_EQ(trimmed, vk::trim(text)) << '"' << text << '"';
+  }
+}
+
+// Hexadecimal is made sixteen digits at once and cut: every value length and
+// width must give what printf gives.
+TEST(number_text, hex_matches_printf_at_every_length_and_width) {
+  uint64_t state = 99;
+  for (int round = 0; round < 4000; ++round) {
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    const uint64_t value = round < 65 ? (round == 0 ? 0 : uint64_t{1} << (round - 1)) | (state & 0xA) : state >> (round % 64);
+    for (const int width : {0, 1, 7, 8, 9, 16, 17, 20}) {
+      char expected[64];
+      std::snprintf(expected, sizeof expected, "%0*llx", width, static_cast<unsigned long long>(value));
+      ASSERT_EQ(vk::number_text::hex(value, width).view(), expected) << value << " " << width;
+    }
   }
 }
 
