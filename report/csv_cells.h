@@ -40,9 +40,10 @@ class csv_line {
   // line.  The view stays valid until then.
   std::string_view finish_view();
   std::string finish() { return std::string(finish_view()); }
+  // True when `cell` holds the separator, a double quote, CR or LF.
+  bool needs_quotes(std::string_view cell) const;
 
  private:
-  bool needs_quotes(std::string_view cell) const;
   void start_cell();
   void pad(size_t start, size_t width);
 

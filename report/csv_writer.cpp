@@ -13,6 +13,18 @@ namespace {
 constexpr size_t number_width = 10, type_width = 5, dir_file_width = 8, name_width = 30, comment_width = 15,
                  snapshot_width = 27;
 
+// slix's own words in cells: "valid", "slack", "dir", "file" and the flag
+// names joined by "+", with an unnamed rest in hexadecimal.
+constexpr const char* word_alphabet = "abcdefghijklmnopqrstuvwxyz +-0123456789x";
+
+// A date is digits, month names and the layout's own punctuation.
+std::string date_alphabet(const std::string& layout) {
+  std::string alphabet = "0123456789JanFebMarAprMayJunJulAugSepOctNovDec";
+  for (const char c : layout)
+    if (c < 'a' || c > 'z') alphabet += c;
+  return alphabet;
+}
+
 }  // namespace
 
 csv_writer::csv_writer(const report_options& options)
@@ -22,6 +34,9 @@ csv_writer::csv_writer(const report_options& options)
       m_line(m_separator),
       m_numbers_plain(m_line.never_quotes("0123456789abcdefx")),
       m_clocks_plain(m_line.never_quotes("0123456789:.")),
+      m_words_plain(m_line.never_quotes(word_alphabet)),
+      m_dates_plain(m_line.never_quotes(date_alphabet(options.date_format))),
+      m_single_byte_separator(m_separator.size() == 1),
       m_times(options.time_spec) {
   add_column("offset", number_width);
   for (const char* name : {"mft entry", "mft seqnum", "parent mft", "par seqnum"}) add_column(name, number_width);
@@ -71,16 +86,16 @@ std::string_view csv_writer::row(const indx_entry& entry, const std::string& dir
   add_number_cell(mft_sequence_of(entry.file_ref));
   add_number_cell(mft_entry_of(entry.parent_ref()));
   add_number_cell(mft_sequence_of(entry.parent_ref()));
-  add_cell(validity_word(entry));
+  add_cell(validity_word(entry), m_words_plain);
   for (const uint64_t filetime : entry.times())
     add_time_cells(filetime);
-  add_cell(entry.is_dir ? "dir" : "file");
+  add_cell(entry.is_dir ? "dir" : "file", m_words_plain);
   add_number_cell(entry.alloc_size());
   add_number_cell(entry.real_size());
-  add_cell(m_flags_text.text_of(entry.attr_flags()));
+  add_cell(m_flags_text.text_of(entry.attr_flags()), m_words_plain);
   m_cell.assign(directory);
   vk::append_visible_name(m_cell, entry.name);
-  add_cell(m_cell);
+  add_cell(m_cell, name_cell_plain(directory));
   add_cell(entry.annotation);
   if (m_options.mft_state) add_mft_state_cells(state);
   if (!m_options.username.empty()) add_cell(m_options.username);
@@ -98,6 +113,18 @@ void csv_writer::add_mft_state_cells(const mft_state_info* state) {
   add_cell(shown.state == mft_state::moved ? vk::escape_controls(shown.current_path) : std::string());
 }
 
+// A directory's entries share its path: whether the path alone would need
+// quotes is learned once per directory, and then only the name is searched.
+// A separator of several bytes could straddle the two, so it is not split.
+bool csv_writer::name_cell_plain(const std::string& directory) {
+  if (directory != m_quote_directory || !m_quote_directory_known) {
+    m_quote_directory = directory;
+    m_quote_directory_known = true;
+    m_directory_plain = m_single_byte_separator && !m_line.needs_quotes(directory);
+  }
+  return m_directory_plain && !m_line.needs_quotes(std::string_view(m_cell).substr(directory.size()));
+}
+
 void csv_writer::add_cell(std::string_view text) {
   SLIX_CHECK(m_next_column < m_columns.size());
   m_line.add(text, m_columns[m_next_column++].width);
@@ -109,8 +136,13 @@ void csv_writer::add_cell(std::string_view text, bool plain) {
   m_line.add_plain(text, m_columns[m_next_column++].width);
 }
 
+// A column's numbers often repeat from row to row (a directory's parent
+// reference, sequence numbers, sizes): the text of the last one is kept.
 void csv_writer::add_number_cell(uint64_t value) {
-  add_cell(number_cell(value, m_options.base10).view(), m_numbers_plain);
+  if (m_last_numbers.size() < m_columns.size()) m_last_numbers.resize(m_columns.size());
+  last_number& last = m_last_numbers[m_next_column];
+  if (!last.known || last.value != value) last = {true, value, number_cell(value, m_options.base10)};
+  add_cell(last.text.view(), m_numbers_plain);
 }
 
 // With -pair_datetime one cell holds date, blank and time; a time that does
@@ -118,7 +150,7 @@ void csv_writer::add_number_cell(uint64_t value) {
 void csv_writer::add_time_cells(uint64_t filetime) {
   const bool rendered = m_times.render(filetime);
   if (!m_options.pair_datetime) {
-    add_cell(m_times.date());
+    add_cell(m_times.date(), m_dates_plain);
     add_cell(m_times.time(), m_clocks_plain);
   } else if (!rendered) {
     add_cell({});

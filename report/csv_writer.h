@@ -13,6 +13,7 @@
 #include "report/mft_state.h"
 #include "report/report_options.h"
 #include "report/time_format.h"
+#include "support/number_text.h"
 
 class csv_writer {
  public:
@@ -33,6 +34,7 @@ class csv_writer {
   void add_column(std::string name, size_t width);
   // Appends the next cell of the row.
   void add_cell(std::string_view text);
+  bool name_cell_plain(const std::string& directory);
   void add_mft_state_cells(const mft_state_info* state);
   // Appends a cell of digits and the like, which needs no quotes unless the
   // separator could appear in it (`plain` false).
@@ -49,6 +51,19 @@ class csv_writer {
   // Whether numbers and clock times can go without the quoting test.
   bool m_numbers_plain;
   bool m_clocks_plain;
+  bool m_words_plain;
+  bool m_dates_plain;
+  bool m_single_byte_separator;
+  struct last_number {
+    bool known = false;
+    uint64_t value = 0;
+    vk::number_text text;
+  };
+  std::vector<last_number> m_last_numbers;
+  // The directory whose quoting is known (name_cell_plain).
+  std::string m_quote_directory;
+  bool m_quote_directory_known = false;
+  bool m_directory_plain = false;
   size_t m_next_column = 0;
   time_renderer m_times;
   flags_text_cache m_flags_text;
