@@ -261,11 +261,12 @@ shadow_opening open_shadow_copies(disk& source, uint64_t volume_offset) {
   if (signature != 1) return opening;
   opening.catalog = shadow_catalog::damaged;
   const volume_place place{source, volume_offset, source.size() - volume_offset};
-  const std::vector<shadow_store_lists> lists = read_store_lists(source, place.offset, place.size);
-  const std::optional<int> count = open_catalog(*volume, place, lists);
+  const std::optional<std::vector<shadow_store_lists>> lists = read_store_lists(source, place.offset, place.size);
+  if (!lists) return opening;
+  const std::optional<int> count = open_catalog(*volume, place, *lists);
   if (!count) return opening;
   opening.catalog = shadow_catalog::read;
-  describe_stores(opening, *volume, place, lists, *count);
+  describe_stores(opening, *volume, place, *lists, *count);
   opening.volume = std::move(volume);
   return opening;
 }

@@ -43,11 +43,12 @@ shadow_store_lists lists_of_entry(const vk::le_reader& entry) {
 
 }  // namespace
 
-std::vector<shadow_store_lists> read_store_lists(disk& source, uint64_t volume_offset, uint64_t volume_size) {
+std::optional<std::vector<shadow_store_lists>> read_store_lists(disk& source, uint64_t volume_offset,
+                                                                uint64_t volume_size) {
   std::array<uint8_t, vf::record_header_size> header{};
   if (volume_size < vf::volume_header_at + header.size() ||
       !source.read_exact(volume_offset + vf::volume_header_at, header))
-    return {};
+    return std::nullopt;
   std::vector<shadow_store_lists> stores;
   std::vector<uint8_t> block(vf::block_size);
   const auto take_entries = [&](uint64_t at) {
@@ -62,7 +63,7 @@ std::vector<shadow_store_lists> read_store_lists(disk& source, uint64_t volume_o
     return true;
   };
   const uint64_t catalog = vk::le_reader(header).u64(vf::header_catalog_offset);
-  if (!walk_chain(source, volume_offset, volume_size, catalog, take_entries)) return {};
+  if (!walk_chain(source, volume_offset, volume_size, catalog, take_entries)) return std::nullopt;
   return stores;
 }
 

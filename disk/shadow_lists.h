@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "disk/disk.h"
@@ -27,8 +28,10 @@ constexpr size_t max_catalog_stores = 1024;
 
 // The store-locations entries of the catalog of the volume that starts at
 // `volume_offset` of `source` and holds `volume_size` bytes, in catalog
-// order; empty when the catalog's own chain is unsound.
-std::vector<shadow_store_lists> read_store_lists(disk& source, uint64_t volume_offset, uint64_t volume_size);
+// order; nothing when the catalog's own chain is unsound (libvshadow would
+// follow a looping chain for ever, so it must not be asked to open it).
+std::optional<std::vector<shadow_store_lists>> read_store_lists(disk& source, uint64_t volume_offset,
+                                                                uint64_t volume_size);
 
 // Whether the header of every store lies in the volume and its two machine
 // names fit in its block.  libvshadow reads every store header when it opens
